@@ -11,12 +11,10 @@
 #include <type_traits>
 
 #include "qv_ioStreamInf.h"
+#include "qv_statusCodes.h"
 #include "qv_utilStatusData.h"
 
 namespace Orvanetics {
-
-constexpr QVStatus kStsIOReaderShortRead = 2001;   // "tavix read error"
-constexpr QVStatus kStsIOWriterShortWrite = 2002;  // "tavix write error"
 
 namespace QVIOByteOrder {
 
@@ -76,7 +74,7 @@ public:
     QVStatus readUnsigned(unsigned width, uint64_t& value) {
         uint8_t bytes[8];
         value = 0;
-        if (width > sizeof(bytes)) return QVIOByteOrder::reportFailure(kStsIOReaderShortRead);
+        if (width > sizeof(bytes)) return QVIOByteOrder::reportFailure(QVI_STS_Tavix_ReadError);
         if (QVStatus status = readBytes(bytes, width)) return status;
         for (unsigned i = 0; i < width; ++i) {
             unsigned index = BigEndian ? i : width - 1 - i;
@@ -90,7 +88,7 @@ public:
         while (count > 0) {
             uint32_t chunk = count > 0x40000000u ? 0x40000000u : static_cast<uint32_t>(count);
             if (m_stream.read(buffer, chunk) != chunk)
-                return QVIOByteOrder::reportFailure(kStsIOReaderShortRead);
+                return QVIOByteOrder::reportFailure(QVI_STS_Tavix_ReadError);
             buffer += chunk;
             count -= chunk;
         }
@@ -109,7 +107,7 @@ private:
     QVStatus readValue(T& value) {
         T stored;
         if (m_stream.read(reinterpret_cast<uint8_t*>(&stored), sizeof(T)) != sizeof(T))
-            return QVIOByteOrder::reportFailure(kStsIOReaderShortRead);
+            return QVIOByteOrder::reportFailure(QVI_STS_Tavix_ReadError);
         value = QVIOByteOrder::toStored<BigEndian>(stored);
         return 0;
     }
@@ -147,7 +145,7 @@ public:
     // The low width bytes of value (width 0, 1, 2, 4 or 8; 0 writes nothing).
     QVStatus writeUnsigned(unsigned width, uint64_t value) {
         uint8_t bytes[8];
-        if (width > sizeof(bytes)) return QVIOByteOrder::reportFailure(kStsIOWriterShortWrite);
+        if (width > sizeof(bytes)) return QVIOByteOrder::reportFailure(QVI_STS_Tavix_WriteError);
         for (unsigned i = 0; i < width; ++i) {
             unsigned index = BigEndian ? width - 1 - i : i;
             bytes[index] = static_cast<uint8_t>(value >> (8 * i));
@@ -160,7 +158,7 @@ public:
         while (count > 0) {
             uint32_t chunk = count > 0x40000000u ? 0x40000000u : static_cast<uint32_t>(count);
             if (m_stream.write(buffer, chunk) != chunk)
-                return QVIOByteOrder::reportFailure(kStsIOWriterShortWrite);
+                return QVIOByteOrder::reportFailure(QVI_STS_Tavix_WriteError);
             buffer += chunk;
             count -= chunk;
         }
@@ -178,7 +176,7 @@ private:
     QVStatus writeValue(T value) {
         T stored = QVIOByteOrder::toStored<BigEndian>(value);
         if (m_stream.write(reinterpret_cast<const uint8_t*>(&stored), sizeof(T)) != sizeof(T))
-            return QVIOByteOrder::reportFailure(kStsIOWriterShortWrite);
+            return QVIOByteOrder::reportFailure(QVI_STS_Tavix_WriteError);
         return 0;
     }
 

@@ -11,23 +11,12 @@
 
 #include "qv_ioStreamInf.h"
 #include "qv_ioStreamReader.h"
+#include "qv_statusCodes.h"
 #include "qv_utilStatusData.h"
 #include "qvi_delegates.h"
 #include "xr3_list.h"
 
 namespace Orvanetics {
-
-constexpr QVStatus kStsTavixReadError = 2001;       // "tavix read error"
-constexpr QVStatus kStsTavixWriteError = 2002;      // "tavix write error"
-constexpr QVStatus kStsTavixIOError = 2004;         // "tavix IO error"
-constexpr QVStatus kStsTavixFormatError = 2005;     // "tavix format error"
-constexpr QVStatus kStsTavixBadVersion = 2006;      // "tavix bad version"
-constexpr QVStatus kStsTavixBadArgument = 2009;     // "tavix bad argument"
-constexpr QVStatus kStsTavixBadContext = 2010;      // "tavix bad context"
-constexpr QVStatus kStsTavixOutOfMemory = 2012;     // "tavix out of memory"
-constexpr QVStatus kStsTavixNotReached = 2014;      // "tavix NOTREACHED"
-constexpr QVStatus kStsTavixNeedsRewrite = 2025;    // "tavix db object needs rewrite"
-constexpr QVStatus kStsTavixCorruptFile = 2028;     // "corrupt file"
 
 // A payload length of all ones: the object runs to the end of the stream.
 constexpr long long kDBLengthToEnd = -1;
