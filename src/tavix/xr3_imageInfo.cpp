@@ -1,0 +1,276 @@
+#include "xr3_imageInfo.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+
+#include "xr3_subblockLocator.h"
+
+namespace Orvanetics {
+
+QVStatus xr3Fail(QVStatus status) {
+    QVUtilStatusData::pushBegin(status);
+    QVUtilStatusData::pushEnd();
+    return status;
+}
+
+namespace {
+
+struct DataTypeRow {
+    uint8_t bits;
+    uint8_t precision;
+    bool isSigned;
+};
+
+// Indexed by XR3DataType.
+constexpr DataTypeRow kDataTypes[] = {
+    {0, 0, false},  {8, 0, false},  {16, 0, false}, {24, 0, false}, {32, 0, false},
+    {8, 8, false},  {8, 7, true},   {16, 16, false}, {16, 15, true}, {32, 32, false},
+    {32, 31, true}, {64, 64, false}, {64, 63, true}, {32, 24, true}, {64, 48, true},
+};
+constexpr uint32_t kNumDataTypes = sizeof(kDataTypes) / sizeof(kDataTypes[0]);
+
+const DataTypeRow& dataTypeRow(XR3DataType type) {
+    return kDataTypes[type < kNumDataTypes ? type : 0];
+}
+
+constexpr uint8_t kAlphaBits = XR3_COLORSPACE_ALPHA_BIT | XR3_COLORSPACE_PREMULTIPLIED_BIT;
+
+uint32_t ceilDiv(uint32_t a, uint32_t b) { return uint32_t((uint64_t(a) + b - 1) / b); }
+
+}  // namespace
+
+uint32_t XR3Type::getNumBits(XR3DataType type) { return dataTypeRow(type).bits; }
+uint32_t XR3Type::getNumBitsPrecision(XR3DataType type) { return dataTypeRow(type).precision; }
+uint32_t XR3Type::getNumBytes(XR3DataType type) { return (getNumBits(type) + 7) / 8; }
+bool XR3Type::isSigned(XR3DataType type) { return dataTypeRow(type).isSigned; }
+
+XR3DataType XR3Type::getDataTypeFromBitsPrecision(uint32_t bits) {
+    for (uint32_t t = XR3_DATATYPE_UINT8; t < kNumDataTypes; ++t) {
+        if (kDataTypes[t].precision == bits) return XR3DataType(t);
+    }
+    return XR3_DATATYPE_INVALID;
+}
+
+bool XR3Type::hasAlphaBand(XR3ColorSpace space) { return (space & kAlphaBits) != 0; }
+
+XR3ColorSpace XR3Type::getColorSpaceWithoutAlpha(XR3ColorSpace space) {
+    return XR3ColorSpace(space & ~kAlphaBits);
+}
+
+uint32_t XR3Type::getMinNumBands(XR3ColorSpace space) {
+    uint32_t colourBands = 0;
+    switch (getColorSpaceWithoutAlpha(space)) {
+    case XR3_COLORSPACE_GREY:
+    case XR3_COLORSPACE_MULTISPECTRAL: colourBands = 1; break;
+    case XR3_COLORSPACE_YIQ:
+    case XR3_COLORSPACE_RGB: colourBands = 3; break;
+    case XR3_COLORSPACE_YIQK:
+    case XR3_COLORSPACE_RGBK:
+    case XR3_COLORSPACE_CMYK: colourBands = 4; break;
+    case XR3_COLORSPACE_LEGACY4:
+        // The older value stands alone: it has no alpha forms.
+        return space == XR3_COLORSPACE_LEGACY4 ? 4 : 0;
+    default: return 0;
+    }
+    // Both alpha bits at once is no value of the file.
+    if ((space & kAlphaBits) == kAlphaBits) return 0;
+    return colourBands + (hasAlphaBand(space) ? 1 : 0);
+}
+
+XR3ColorTransform XR3ColorTransformSupport::getDefaultTransform(XR3ColorSpace from, XR3ColorSpace to) {
+    const XR3ColorSpace a = XR3Type::getColorSpaceWithoutAlpha(from);
+    const XR3ColorSpace b = XR3Type::getColorSpaceWithoutAlpha(to);
+    auto unknown = [](XR3ColorSpace s) { return s == 0 || s == 17 || s == 255; };
+    if (unknown(a) || unknown(b)) return XR3_COLORTRANSFORM_UNKNOWN;
+    if (a == b) return XR3_COLORTRANSFORM_NONE;
+    if ((a == XR3_COLORSPACE_RGB || a == XR3_COLORSPACE_MULTISPECTRAL) && b == XR3_COLORSPACE_YIQ)
+        return XR3_COLORTRANSFORM_RGB_TO_YIQ;
+    if (a == XR3_COLORSPACE_RGBK && b == XR3_COLORSPACE_YIQK) return XR3_COLORTRANSFORM_RGBK_TO_YIQK;
+    return XR3_COLORTRANSFORM_INVALID;
+}
+
+bool XR3ColorTransformSupport::validateCombination(XR3ColorSpace from, XR3ColorSpace to,
+                                                   XR3ColorTransform transform) {
+    const XR3ColorSpace a = XR3Type::getColorSpaceWithoutAlpha(from);
+    const XR3ColorSpace b = XR3Type::getColorSpaceWithoutAlpha(to);
+    const bool aMulti = a == XR3_COLORSPACE_MULTISPECTRAL;
+    const bool bMulti = b == XR3_COLORSPACE_MULTISPECTRAL;
+    switch (transform) {
+    case XR3_COLORTRANSFORM_NONE: return a == b || aMulti || bMulti;
+    case XR3_COLORTRANSFORM_YIQ_TO_RGB: return a == XR3_COLORSPACE_YIQ && (b == XR3_COLORSPACE_RGB || bMulti);
+    case XR3_COLORTRANSFORM_YIQK_TO_RGBK: return a == XR3_COLORSPACE_YIQK && b == XR3_COLORSPACE_RGBK;
+    case XR3_COLORTRANSFORM_RGB_TO_YIQ: return (a == XR3_COLORSPACE_RGB || aMulti) && b == XR3_COLORSPACE_YIQ;
+    case XR3_COLORTRANSFORM_RGBK_TO_YIQK: return a == XR3_COLORSPACE_RGBK && b == XR3_COLORSPACE_YIQK;
+    case XR3_COLORTRANSFORM_UNKNOWN: return getDefaultTransform(a, b) == XR3_COLORTRANSFORM_UNKNOWN;
+    default: return false;
+    }
+}
+
+XR3Rect XR3Rect::intersection(const XR3Rect& o) const {
+    if (!intersects(o)) return XR3Rect();
+    return XR3Rect(std::max(x0, o.x0), std::max(y0, o.y0), std::min(x1, o.x1), std::min(y1, o.y1));
+}
+
+QuantizationInfo::QuantizationInfo() {
+    const float nan = std::bit_cast<float>(uint32_t(0x7FC00000));
+    offset = maxValue = spare = step = nan;
+}
+
+QVStatus XR3ImageInfo::computeSubbands(uint32_t width, uint32_t height, uint32_t numLevels,
+                                       uint32_t subblockSize, std::vector<XR3SubbandDims>& out,
+                                       uint64_t& numSubblocks) {
+    if (numLevels > kMaxNumLevels) return xr3Fail(XR3GeometryStatus::kBadNumLevels);
+    if (subblockSize == 0) return xr3Fail(XR3GeometryStatus::kCorruptFile);
+    out.assign(4 * numLevels + 1, XR3SubbandDims());
+    uint32_t w = width;
+    uint32_t h = height;
+    auto halfUp = [](uint32_t v) { return uint32_t((uint64_t(v) + 1) >> 1); };
+    for (uint32_t k = numLevels; k >= 1; --k) {
+        const uint32_t i = 4 * k;
+        out[i].width = w >> 1;          // HH
+        out[i].height = h >> 1;
+        out[i - 1].width = halfUp(w);   // LH
+        out[i - 1].height = h >> 1;
+        out[i - 2].width = w >> 1;      // HL
+        out[i - 2].height = halfUp(h);
+        out[i - 3].width = halfUp(w);   // overflow band
+        out[i - 3].height = halfUp(h);
+        w = halfUp(w);
+        h = halfUp(h);
+    }
+    out[0].width = w;
+    out[0].height = h;
+    numSubblocks = 0;
+    for (XR3SubbandDims& dims : out) {
+        const uint32_t rows = ceilDiv(dims.height, subblockSize);
+        const uint32_t cols = ceilDiv(dims.width, subblockSize);
+        // Subblock indices of a subband must fit the 16-bit row and column counts.
+        if (rows > 0xFFFF || cols > 0xFFFF) return xr3Fail(XR3GeometryStatus::kCorruptFile);
+        dims.rows = uint16_t(rows);
+        dims.cols = uint16_t(cols);
+        numSubblocks += uint64_t(rows) * cols;
+    }
+    return 0;
+}
+
+QVStatus XR3ImageInfo::setup_subbands() {
+    uint64_t count = 0;
+    if (QVStatus st = computeSubbands(width, height, numLevels, subblockSize, subbands, count)) return st;
+    numSubbands = uint8_t(4 * numLevels + 1);
+    numSubblocks = count;
+    if (hasDefaultCrop()) setCropRect(getFullRect());
+    return 0;
+}
+
+void XR3ImageInfo::updateCroppedOrScaled() {
+    isCroppedOrScaled = scale != 0 || getCropRect() != getFullRect();
+}
+
+bool XR3ImageInfo::vaildFPQuantization(float step, float offset, float maxValue, bool narrow) {
+    if (maxValue < offset) return false;
+    const double levels = std::floor((double(maxValue) - offset) / step + 0.5);
+    const double n = std::ceil(std::log2(levels));
+    return n < (narrow ? 27 : 29);
+}
+
+QVStatus XR3ImageInfo::setQuantizationInfo(const QuantizationInfo* info, bool validate) {
+    if (info == nullptr) {
+        quantization.clear();
+        return 0;
+    }
+    if (validate) {
+        for (uint32_t b = 0; b < numBands; ++b) {
+            if (!vaildFPQuantization(info[b].step, info[b].offset, info[b].maxValue, false))
+                return xr3Fail(XR3GeometryStatus::kBadQuantization);
+        }
+    }
+    quantization.assign(info, info + numBands);
+    return 0;
+}
+
+uint32_t XR3ImageInfo::getNumPrecisionBitsOfRange() const {
+    const uint64_t span = uint64_t(int64_t(std::max(rangeMax, 0)) - int64_t(std::min(rangeMin, 0)));
+    return uint32_t(std::bit_width(span));
+}
+
+void XR3ImageInfo::getSubblockRowCol(uint32_t subband, uint32_t subblock, uint32_t& row, uint32_t& col) const {
+    const uint32_t cols = subbands[subband].cols;
+    row = cols ? subblock / cols : 0;
+    col = cols ? subblock % cols : 0;
+}
+
+void XR3ImageInfo::getSubblockWidthHeight(uint32_t subband, uint32_t row, uint32_t col, uint32_t& w,
+                                          uint32_t& h) const {
+    const XR3SubbandDims& dims = subbands[subband];
+    const uint64_t n = subblockSize;
+    w = uint32_t(std::min<uint64_t>(n, dims.width - col * n));
+    h = uint32_t(std::min<uint64_t>(n, dims.height - row * n));
+}
+
+void XR3ImageInfo::getSubblockInfo(uint32_t subband, uint32_t subblock, uint32_t& row, uint32_t& col,
+                                   uint32_t& w, uint32_t& h) const {
+    getSubblockRowCol(subband, subblock, row, col);
+    getSubblockWidthHeight(subband, row, col, w, h);
+}
+
+XR3Rect XR3ImageInfo::getSubblockSupport(uint32_t subband, uint32_t subblock) const {
+    uint32_t row, col, w, h;
+    getSubblockInfo(subband, subblock, row, col, w, h);
+    const int32_t x0 = int32_t(col * subblockSize);
+    const int32_t y0 = int32_t(row * subblockSize);
+    return XR3Rect(x0, y0, int32_t(x0 + w - 1), int32_t(y0 + h - 1));
+}
+
+XR3Rect XR3ImageInfo::getSubbandRect(uint32_t subband) const {
+    const XR3SubbandDims& dims = subbands[subband];
+    return XR3Rect(0, 0, int32_t(dims.width) - 1, int32_t(dims.height) - 1);
+}
+
+uint32_t XR3ImageInfo::calcMaxNLev(uint32_t w, uint32_t h) {
+    const uint64_t side = std::min(w, h);
+    uint32_t n = 0;
+    while ((uint64_t(1) << (n + 2)) < side) ++n;
+    return n;
+}
+
+QVStatus XR3ImageInfo::projectSupportToScale(int32_t toScale, const XR3Rect& rect, bool useVirtual,
+                                             XR3Rect& out) const {
+    int64_t x0 = rect.x0, y0 = rect.y0;
+    int32_t s = toScale;
+    if (useVirtual) {
+        x0 += cropX0;
+        y0 += cropY0;
+        s += scale;
+    }
+    if (s == 0) {
+        out = XR3Rect(int32_t(x0), int32_t(y0), int32_t(x0 + rect.width() - 1), int32_t(y0 + rect.height() - 1));
+        return 0;
+    }
+    using namespace XR3Projectors;
+    if (willProjectionOverflow(x0, s) || willProjectionOverflow(y0, s) ||
+        willProjectionOverflow(x0 + rect.width(), s) || willProjectionOverflow(y0 + rect.height(), s))
+        return xr3Fail(XR3GeometryStatus::kIntegerOverflow);
+    const int64_t px = projectImagePoint(x0, s);
+    const int64_t py = projectImagePoint(y0, s);
+    out = XR3Rect(int32_t(px), int32_t(py), int32_t(px + projectImageDimension(rect.width(), s) - 1),
+                  int32_t(py + projectImageDimension(rect.height(), s) - 1));
+    if (s < 0) {
+        if (willProjectionOverflow(width, s) || willProjectionOverflow(height, s))
+            return xr3Fail(XR3GeometryStatus::kIntegerOverflow);
+        const XR3Rect image(0, 0, int32_t(projectImageDimension(width, s) - 1),
+                            int32_t(projectImageDimension(height, s) - 1));
+        out = out.intersection(image);
+    }
+    return 0;
+}
+
+QVStatus XR3ImageInfo::getSupportAtScale(int32_t toScale, bool absolute, bool useVirtual, XR3Rect& out) const {
+    const XR3Rect start = useVirtual ? getCropRect() : getFullRect();
+    if (QVStatus st = projectSupportToScale(toScale, start, false, out)) return st;
+    if (!absolute) out = XR3Rect(0, 0, int32_t(out.width() - 1), int32_t(out.height() - 1));
+    return 0;
+}
+
+}  // namespace Orvanetics
