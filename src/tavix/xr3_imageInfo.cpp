@@ -108,9 +108,9 @@ bool XR3ColorTransformSupport::validateCombination(XR3ColorSpace from, XR3ColorS
     }
 }
 
-XR3Rect XR3Rect::intersection(const XR3Rect& o) const {
-    if (!intersects(o)) return XR3Rect();
-    return XR3Rect(std::max(x0, o.x0), std::max(y0, o.y0), std::min(x1, o.x1), std::min(y1, o.y1));
+QVIGeomRect XR3RectOps::intersection(const QVIGeomRect& a, const QVIGeomRect& b) {
+    if (!intersects(a, b)) return QVIGeomRect();
+    return QVIGeomRect(std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1));
 }
 
 QuantizationInfo::QuantizationInfo() {
@@ -121,8 +121,8 @@ QuantizationInfo::QuantizationInfo() {
 QVStatus XR3ImageInfo::computeSubbands(uint32_t width, uint32_t height, uint32_t numLevels,
                                        uint32_t subblockSize, std::vector<XR3SubbandDims>& out,
                                        uint64_t& numSubblocks) {
-    if (numLevels > kMaxNumLevels) return xr3Fail(XR3GeometryStatus::kBadNumLevels);
-    if (subblockSize == 0) return xr3Fail(XR3GeometryStatus::kCorruptFile);
+    if (numLevels > kMaxNumLevels) return xr3Fail(QVI_STS_Tavix_BadNumLevels);
+    if (subblockSize == 0) return xr3Fail(QVI_STS_Tavix_CorruptFile);
     out.assign(4 * numLevels + 1, XR3SubbandDims());
     uint32_t w = width;
     uint32_t h = height;
@@ -147,7 +147,7 @@ QVStatus XR3ImageInfo::computeSubbands(uint32_t width, uint32_t height, uint32_t
         const uint32_t rows = ceilDiv(dims.height, subblockSize);
         const uint32_t cols = ceilDiv(dims.width, subblockSize);
         // Subblock indices of a subband must fit the 16-bit row and column counts.
-        if (rows > 0xFFFF || cols > 0xFFFF) return xr3Fail(XR3GeometryStatus::kCorruptFile);
+        if (rows > 0xFFFF || cols > 0xFFFF) return xr3Fail(QVI_STS_Tavix_CorruptFile);
         dims.rows = uint16_t(rows);
         dims.cols = uint16_t(cols);
         numSubblocks += uint64_t(rows) * cols;
@@ -183,7 +183,7 @@ QVStatus XR3ImageInfo::setQuantizationInfo(const QuantizationInfo* info, bool va
     if (validate) {
         for (uint32_t b = 0; b < numBands; ++b) {
             if (!vaildFPQuantization(info[b].step, info[b].offset, info[b].maxValue, false))
-                return xr3Fail(XR3GeometryStatus::kBadQuantization);
+                return xr3Fail(QVI_STS_Tavix_FloatQuantizationOverflow);
         }
     }
     quantization.assign(info, info + numBands);
@@ -215,17 +215,17 @@ void XR3ImageInfo::getSubblockInfo(uint32_t subband, uint32_t subblock, uint32_t
     getSubblockWidthHeight(subband, row, col, w, h);
 }
 
-XR3Rect XR3ImageInfo::getSubblockSupport(uint32_t subband, uint32_t subblock) const {
+QVIGeomRect XR3ImageInfo::getSubblockSupport(uint32_t subband, uint32_t subblock) const {
     uint32_t row, col, w, h;
     getSubblockInfo(subband, subblock, row, col, w, h);
     const int32_t x0 = int32_t(col * subblockSize);
     const int32_t y0 = int32_t(row * subblockSize);
-    return XR3Rect(x0, y0, int32_t(x0 + w - 1), int32_t(y0 + h - 1));
+    return QVIGeomRect(x0, y0, int32_t(x0 + w - 1), int32_t(y0 + h - 1));
 }
 
-XR3Rect XR3ImageInfo::getSubbandRect(uint32_t subband) const {
+QVIGeomRect XR3ImageInfo::getSubbandRect(uint32_t subband) const {
     const XR3SubbandDims& dims = subbands[subband];
-    return XR3Rect(0, 0, int32_t(dims.width) - 1, int32_t(dims.height) - 1);
+    return QVIGeomRect(0, 0, int32_t(dims.width) - 1, int32_t(dims.height) - 1);
 }
 
 uint32_t XR3ImageInfo::calcMaxNLev(uint32_t w, uint32_t h) {
@@ -235,8 +235,8 @@ uint32_t XR3ImageInfo::calcMaxNLev(uint32_t w, uint32_t h) {
     return n;
 }
 
-QVStatus XR3ImageInfo::projectSupportToScale(int32_t toScale, const XR3Rect& rect, bool useVirtual,
-                                             XR3Rect& out) const {
+QVStatus XR3ImageInfo::projectSupportToScale(int32_t toScale, const QVIGeomRect& rect, bool useVirtual,
+                                             QVIGeomRect& out) const {
     int64_t x0 = rect.x0, y0 = rect.y0;
     int32_t s = toScale;
     if (useVirtual) {
@@ -245,31 +245,31 @@ QVStatus XR3ImageInfo::projectSupportToScale(int32_t toScale, const XR3Rect& rec
         s += scale;
     }
     if (s == 0) {
-        out = XR3Rect(int32_t(x0), int32_t(y0), int32_t(x0 + rect.width() - 1), int32_t(y0 + rect.height() - 1));
+        out = QVIGeomRect(int32_t(x0), int32_t(y0), int32_t(x0 + XR3RectOps::width(rect) - 1), int32_t(y0 + XR3RectOps::height(rect) - 1));
         return 0;
     }
     using namespace XR3Projectors;
     if (willProjectionOverflow(x0, s) || willProjectionOverflow(y0, s) ||
-        willProjectionOverflow(x0 + rect.width(), s) || willProjectionOverflow(y0 + rect.height(), s))
-        return xr3Fail(XR3GeometryStatus::kIntegerOverflow);
+        willProjectionOverflow(x0 + XR3RectOps::width(rect), s) || willProjectionOverflow(y0 + XR3RectOps::height(rect), s))
+        return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
     const int64_t px = projectImagePoint(x0, s);
     const int64_t py = projectImagePoint(y0, s);
-    out = XR3Rect(int32_t(px), int32_t(py), int32_t(px + projectImageDimension(rect.width(), s) - 1),
-                  int32_t(py + projectImageDimension(rect.height(), s) - 1));
+    out = QVIGeomRect(int32_t(px), int32_t(py), int32_t(px + projectImageDimension(XR3RectOps::width(rect), s) - 1),
+                  int32_t(py + projectImageDimension(XR3RectOps::height(rect), s) - 1));
     if (s < 0) {
         if (willProjectionOverflow(width, s) || willProjectionOverflow(height, s))
-            return xr3Fail(XR3GeometryStatus::kIntegerOverflow);
-        const XR3Rect image(0, 0, int32_t(projectImageDimension(width, s) - 1),
+            return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
+        const QVIGeomRect image(0, 0, int32_t(projectImageDimension(width, s) - 1),
                             int32_t(projectImageDimension(height, s) - 1));
-        out = out.intersection(image);
+        out = XR3RectOps::intersection(out, image);
     }
     return 0;
 }
 
-QVStatus XR3ImageInfo::getSupportAtScale(int32_t toScale, bool absolute, bool useVirtual, XR3Rect& out) const {
-    const XR3Rect start = useVirtual ? getCropRect() : getFullRect();
+QVStatus XR3ImageInfo::getSupportAtScale(int32_t toScale, bool absolute, bool useVirtual, QVIGeomRect& out) const {
+    const QVIGeomRect start = useVirtual ? getCropRect() : getFullRect();
     if (QVStatus st = projectSupportToScale(toScale, start, false, out)) return st;
-    if (!absolute) out = XR3Rect(0, 0, int32_t(out.width() - 1), int32_t(out.height() - 1));
+    if (!absolute) out = QVIGeomRect(0, 0, int32_t(XR3RectOps::width(out) - 1), int32_t(XR3RectOps::height(out) - 1));
     return 0;
 }
 

@@ -6,23 +6,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "qv_utilStatusData.h"
+#include "qv_statusCodes.h"
+#include "qvi_geomRect.h"
 
 namespace Orvanetics {
-
-// Statuses of the wavelet geometry classes (header, image info, locator).
-namespace XR3GeometryStatus {
-constexpr QVStatus kReadError = 2001;       // "tavix read error"
-constexpr QVStatus kWriteError = 2002;      // "tavix write error"
-constexpr QVStatus kBadGeorefData = 2005;   // georeference flags out of range
-constexpr QVStatus kBadVersion = 2006;      // "tavix bad version"
-constexpr QVStatus kBadArgument = 2009;     // "tavix bad argument"
-constexpr QVStatus kOutOfMemory = 2012;     // "tavix out of memory"
-constexpr QVStatus kIntegerOverflow = 2020; // "tavix integer overflow"
-constexpr QVStatus kBadQuantization = 2024; // "tavix floating point image quantization values will overflow"
-constexpr QVStatus kBadNumLevels = 2027;    // "bad number of levels"
-constexpr QVStatus kCorruptFile = 2028;     // "corrupt file"
-}  // namespace XR3GeometryStatus
 
 // Reports `status` through the per-thread status record and returns it.
 QVStatus xr3Fail(QVStatus status);
@@ -95,27 +82,20 @@ struct XR3ColorTransformSupport {
     static bool validateCombination(XR3ColorSpace from, XR3ColorSpace to, XR3ColorTransform transform);
 };
 
-// Inclusive integer rectangle; the empty one is (0, 1, -1, 0).
-struct XR3Rect {
-    int32_t x0 = 0;
-    int32_t y0 = 1;
-    int32_t x1 = -1;
-    int32_t y1 = 0;
-
-    constexpr XR3Rect() = default;
-    constexpr XR3Rect(int32_t ax0, int32_t ay0, int32_t ax1, int32_t ay1) : x0(ax0), y0(ay0), x1(ax1), y1(ay1) {}
-
-    int64_t width() const { return int64_t(x1) - x0 + 1; }
-    int64_t height() const { return int64_t(y1) - y0 + 1; }
-    bool isEmpty() const { return x1 < x0 || y1 < y0; }
-    bool intersects(const XR3Rect& o) const {
-        return !isEmpty() && !o.isEmpty() && x0 <= o.x1 && o.x0 <= x1 && y0 <= o.y1 && o.y0 <= y1;
-    }
-    bool contains(const XR3Rect& o) const { return x0 <= o.x0 && o.x1 <= x1 && y0 <= o.y0 && o.y1 <= y1; }
-    // The common part; the empty rectangle when they do not meet.
-    XR3Rect intersection(const XR3Rect& o) const;
-    bool operator==(const XR3Rect&) const = default;
-};
+// Inclusive rectangles of the wavelet geometry, with sizes wide enough for
+// any 32-bit corner pair.
+namespace XR3RectOps {
+inline int64_t width(const QVIGeomRect& r) { return int64_t(r.x1) - r.x0 + 1; }
+inline int64_t height(const QVIGeomRect& r) { return int64_t(r.y1) - r.y0 + 1; }
+inline bool intersects(const QVIGeomRect& a, const QVIGeomRect& b) {
+    return !a.isEmpty() && !b.isEmpty() && a.x0 <= b.x1 && b.x0 <= a.x1 && a.y0 <= b.y1 && b.y0 <= a.y1;
+}
+inline bool contains(const QVIGeomRect& outer, const QVIGeomRect& inner) {
+    return outer.x0 <= inner.x0 && inner.x1 <= outer.x1 && outer.y0 <= inner.y0 && inner.y1 <= outer.y1;
+}
+// The common part; the empty rectangle when they do not meet.
+QVIGeomRect intersection(const QVIGeomRect& a, const QVIGeomRect& b);
+}  // namespace XR3RectOps
 
 // Per-band dequantisation of float images; NaN (0x7FC00000) means unset.
 struct QuantizationInfo {
@@ -133,7 +113,8 @@ struct XR3SubbandDims {
     uint16_t cols = 0;  // subblocks across
 };
 
-struct XR3ImageInfo {
+class XR3ImageInfo {
+public:
     static constexpr uint8_t kMaxNumLevels = 62;
 
     uint32_t imageNumber = 0xFFFFFFFF;
@@ -158,7 +139,8 @@ struct XR3ImageInfo {
     uint64_t numSubblocks = 0;
     std::vector<XR3SubbandDims> subbands;
     // Inclusive rectangle of the virtual image, in the coordinates of the
-    // full image reduced by `scale` octaves; the default is the empty rectangle.
+    // full image reduced by `scale` octaves; the default (0, 1, -1, 0) stands
+    // for the whole image until setup_subbands replaces it.
     int32_t cropX0 = 0;
     int32_t cropY0 = 1;
     int32_t cropX1 = -1;
@@ -197,27 +179,27 @@ struct XR3ImageInfo {
     void getSubblockInfo(uint32_t subband, uint32_t subblock, uint32_t& row, uint32_t& col, uint32_t& w,
                          uint32_t& h) const;
     // The subblock's rectangle in subband coordinates.
-    XR3Rect getSubblockSupport(uint32_t subband, uint32_t subblock) const;
+    QVIGeomRect getSubblockSupport(uint32_t subband, uint32_t subblock) const;
     // The whole subband as a rectangle.
-    XR3Rect getSubbandRect(uint32_t subband) const;
+    QVIGeomRect getSubbandRect(uint32_t subband) const;
 
     // Smallest n >= 0 with (1 << (n + 2)) >= min(w, h).
     static uint32_t calcMaxNLev(uint32_t w, uint32_t h);
 
-    XR3Rect getFullRect() const { return XR3Rect(0, 0, int32_t(width - 1), int32_t(height - 1)); }
-    XR3Rect getCropRect() const { return XR3Rect(cropX0, cropY0, cropX1, cropY1); }
-    void setCropRect(const XR3Rect& r) { cropX0 = r.x0; cropY0 = r.y0; cropX1 = r.x1; cropY1 = r.y1; }
-    bool hasDefaultCrop() const { return getCropRect() == XR3Rect(); }
+    QVIGeomRect getFullRect() const { return QVIGeomRect(0, 0, int32_t(width - 1), int32_t(height - 1)); }
+    QVIGeomRect getCropRect() const { return QVIGeomRect(cropX0, cropY0, cropX1, cropY1); }
+    void setCropRect(const QVIGeomRect& r) { cropX0 = r.x0; cropY0 = r.y0; cropX1 = r.x1; cropY1 = r.y1; }
+    bool hasDefaultCrop() const { return getCropRect() == QVIGeomRect(0, 1, -1, 0); }
     // Whether the crop and scale, as read, make a virtual image other than the whole.
     void updateCroppedOrScaled();
 
     // Projects `rect` to `scale`; with `useVirtual` it is first moved by the
     // crop corner and the scale grows by `this->scale`. 2020 on overflow.
-    QVStatus projectSupportToScale(int32_t scale, const XR3Rect& rect, bool useVirtual, XR3Rect& out) const;
+    QVStatus projectSupportToScale(int32_t scale, const QVIGeomRect& rect, bool useVirtual, QVIGeomRect& out) const;
     // The whole image (or with `useVirtual` the virtual image) at `scale`.
     // With `useVirtual` and `absolute` the result stands in the coordinates of
     // the full image at scale + this->scale; without `absolute` it starts at 0, 0.
-    QVStatus getSupportAtScale(int32_t scale, bool absolute, bool useVirtual, XR3Rect& out) const;
+    QVStatus getSupportAtScale(int32_t scale, bool absolute, bool useVirtual, QVIGeomRect& out) const;
 };
 
 }  // namespace Orvanetics

@@ -164,7 +164,7 @@ bool OrderingPipe::invert_ordering(uint64_t sequence, uint32_t& subband, uint32_
 std::unique_ptr<XR3SubblockIter> XR3SubblockIter::create(uint32_t order) {
     switch (order) {
     case XR3_PLANESET_ORDER_PIPELINE: return std::make_unique<PipeSubblockIter>();
-    case XR3_PLANESET_ORDER_SUBBAND: return std::make_unique<SBCPSubblockIter>();
+    case XR3_PLANESET_ORDER_SUBBAND_BLOCK_COMPONENT_PLANE: return std::make_unique<SBCPSubblockIter>();
     default: return nullptr;
     }
 }

@@ -8,14 +8,9 @@
 #include <vector>
 
 #include "xr3_imageInfo.h"
+#include "xr3_packet.h"
 
 namespace Orvanetics {
-
-enum XR3PlanesetOrder : uint32_t {
-    XR3_PLANESET_ORDER_NONE = 0,
-    XR3_PLANESET_ORDER_PIPELINE = 1,
-    XR3_PLANESET_ORDER_SUBBAND = 5,  // subband, block, component, plane
-};
 
 // Position of a subblock in a sequence of all subblocks, and back.
 class Ordering {

@@ -27,16 +27,16 @@ bool willProjectionOverflow(int64_t v, int32_t scale) {
 
 namespace {
 
-bool rectWillOverflow(const XR3Rect& rect, int32_t scale) {
+bool rectWillOverflow(const QVIGeomRect& rect, int32_t scale) {
     return willProjectionOverflow(rect.x0, scale) || willProjectionOverflow(rect.y0, scale) ||
            willProjectionOverflow(int64_t(rect.x1) + 1, scale) || willProjectionOverflow(int64_t(rect.y1) + 1, scale);
 }
 
 // The image of width by height at `scale`, as a rectangle at the origin.
-QVStatus imageRectAtScale(uint32_t width, uint32_t height, int32_t scale, XR3Rect& out) {
+QVStatus imageRectAtScale(uint32_t width, uint32_t height, int32_t scale, QVIGeomRect& out) {
     if (willProjectionOverflow(width, scale) || willProjectionOverflow(height, scale))
-        return xr3Fail(XR3GeometryStatus::kIntegerOverflow);
-    out = XR3Rect(0, 0, int32_t(projectImageDimension(width, scale) - 1),
+        return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
+    out = QVIGeomRect(0, 0, int32_t(projectImageDimension(width, scale) - 1),
                   int32_t(projectImageDimension(height, scale) - 1));
     return 0;
 }
@@ -44,68 +44,68 @@ QVStatus imageRectAtScale(uint32_t width, uint32_t height, int32_t scale, XR3Rec
 }  // namespace
 
 QVStatus projectImageDims(uint32_t dim, int32_t scale, uint32_t& out) {
-    if (willProjectionOverflow(dim, scale)) return xr3Fail(XR3GeometryStatus::kIntegerOverflow);
+    if (willProjectionOverflow(dim, scale)) return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
     out = uint32_t(projectImageDimension(dim, scale));
     return 0;
 }
 
-QVStatus projectRect(const XR3Rect& rect, int32_t scale, XR3Rect& out) {
+QVStatus projectRect(const QVIGeomRect& rect, int32_t scale, QVIGeomRect& out) {
     if (scale == 0) {
         out = rect;
         return 0;
     }
-    if (rectWillOverflow(rect, scale)) return xr3Fail(XR3GeometryStatus::kIntegerOverflow);
+    if (rectWillOverflow(rect, scale)) return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
     const int64_t x0 = projectImagePoint(rect.x0, scale);
     const int64_t y0 = projectImagePoint(rect.y0, scale);
-    out = XR3Rect(int32_t(x0), int32_t(y0), int32_t(x0 + projectImageDimension(rect.width(), scale) - 1),
-                  int32_t(y0 + projectImageDimension(rect.height(), scale) - 1));
+    out = QVIGeomRect(int32_t(x0), int32_t(y0), int32_t(x0 + projectImageDimension(XR3RectOps::width(rect), scale) - 1),
+                  int32_t(y0 + projectImageDimension(XR3RectOps::height(rect), scale) - 1));
     return 0;
 }
 
-QVStatus projectVirtualSupportNew(const XR3Rect& rect, int32_t scale, const XR3Rect& outer, XR3Rect& out) {
-    XR3Rect projected;
+QVStatus projectVirtualSupportNew(const QVIGeomRect& rect, int32_t scale, const QVIGeomRect& outer, QVIGeomRect& out) {
+    QVIGeomRect projected;
     if (QVStatus st = projectRect(rect, scale, projected)) return st;
-    out = projected.intersection(outer);
+    out = XR3RectOps::intersection(projected, outer);
     return 0;
 }
 
-QVStatus projectSupportForDecode(const XR3Rect& rect, int32_t scale, const XR3ImageInfo& info, bool clip,
-                                 XR3Rect& out) {
+QVStatus projectSupportForDecode(const QVIGeomRect& rect, int32_t scale, const XR3ImageInfo& info, bool clip,
+                                 QVIGeomRect& out) {
     uint32_t width = info.width;
     uint32_t height = info.height;
     int32_t s = scale;
     if (info.isCroppedOrScaled) {
-        XR3Rect virt;
+        QVIGeomRect virt;
         if (QVStatus st = projectVirtualSupportNew(info.getCropRect(), -info.scale, info.getFullRect(), virt))
             return st;
-        width = uint32_t(std::max<int64_t>(virt.width(), 0));
-        height = uint32_t(std::max<int64_t>(virt.height(), 0));
+        width = uint32_t(std::max<int64_t>(XR3RectOps::width(virt), 0));
+        height = uint32_t(std::max<int64_t>(XR3RectOps::height(virt), 0));
         s += info.scale;
     }
-    XR3Rect image;
+    QVIGeomRect image;
     if (QVStatus st = imageRectAtScale(width, height, s, image)) return st;
     if (QVStatus st = projectRect(rect, s, out)) return st;
     if (clip) {
-        out = out.intersection(image);
-    } else if (out.isEmpty() || !image.contains(out)) {
-        return xr3Fail(XR3GeometryStatus::kBadArgument);
+        out = XR3RectOps::intersection(out, image);
+    } else if (out.isEmpty() || !XR3RectOps::contains(image, out)) {
+        return xr3Fail(QVI_STS_Tavix_BadArgument);
     }
     return 0;
 }
 
-QVStatus clipAtScale(uint32_t width, uint32_t height, XR3Rect& rect, int32_t scale) {
-    XR3Rect image;
+QVStatus clipAtScale(uint32_t width, uint32_t height, QVIGeomRect& rect, int32_t scale) {
+    QVIGeomRect image;
     if (QVStatus st = imageRectAtScale(width, height, scale, image)) return st;
-    rect = rect.intersection(image);
+    rect = XR3RectOps::intersection(rect, image);
     return 0;
 }
 
-bool isValidSupport(uint32_t width, uint32_t height, const XR3Rect& rect, int32_t scale) {
-    XR3Rect clipped = rect;
+bool isValidSupport(uint32_t width, uint32_t height, const QVIGeomRect& rect, int32_t scale) {
+    QVIGeomRect clipped = rect;
     return !rect.isEmpty() && clipAtScale(width, height, clipped, scale) == 0 && clipped == rect;
 }
 
-void clampToZero(XR3Rect& rect) {
+void clampToZero(QVIGeomRect& rect) {
     rect.x0 = std::max(rect.x0, 0);
     rect.y0 = std::max(rect.y0, 0);
     rect.x1 = std::max(rect.x1, 0);
@@ -118,8 +118,8 @@ namespace {
 
 bool isOverflowBand(uint32_t subband) { return subband != 0 && (subband - 1) % 4 == 0; }
 
-XR3Rect makeRect(int64_t x0, int64_t y0, int64_t x1, int64_t y1) {
-    return XR3Rect(int32_t(x0), int32_t(y0), int32_t(x1), int32_t(y1));
+QVIGeomRect makeRect(int64_t x0, int64_t y0, int64_t x1, int64_t y1) {
+    return QVIGeomRect(int32_t(x0), int32_t(y0), int32_t(x1), int32_t(y1));
 }
 
 }  // namespace
@@ -153,7 +153,7 @@ void XR3SubblockLocator::highBandSupport(int64_t a, int64_t b, int64_t size, int
     last = std::min(b + (b & 1) + 1, size - 2) / 2;
 }
 
-XR3LevelSupport XR3SubblockLocator::doLevelSupport(const XR3Rect& rect, uint32_t w, uint32_t h) {
+XR3LevelSupport XR3SubblockLocator::doLevelSupport(const QVIGeomRect& rect, uint32_t w, uint32_t h) {
     int64_t lx0, lx1, hx0, hx1, ly0, ly1, hy0, hy1;
     lowBandSupport(rect.x0, rect.x1, w, lx0, lx1);
     highBandSupport(rect.x0, rect.x1, w, hx0, hx1);
@@ -173,19 +173,18 @@ bool XR3SubblockLocator::isSubbandUsedToDecode(uint32_t subband) const {
     return m_startScale <= depth && (m_endScale == numLevels || depth < m_endScale);
 }
 
-QVStatus XR3SubblockRectLocator::setScene(const XR3Rect& rect, uint32_t startScale, uint32_t endScale) {
-    using XR3GeometryStatus::kBadArgument;
+QVStatus XR3SubblockRectLocator::setScene(const QVIGeomRect& rect, uint32_t startScale, uint32_t endScale) {
     const XR3ImageInfo& info = *m_info;
-    if (rect.x0 < 0 || rect.y0 < 0 || rect.isEmpty() || startScale > endScale) return xr3Fail(kBadArgument);
-    XR3Rect virt;
+    if (rect.x0 < 0 || rect.y0 < 0 || rect.isEmpty() || startScale > endScale) return xr3Fail(QVI_STS_Tavix_BadArgument);
+    QVIGeomRect virt;
     if (QVStatus st = info.getSupportAtScale(int32_t(startScale), true, true, virt)) return st;
-    const XR3Rect scene = makeRect(int64_t(rect.x0) + virt.x0, int64_t(rect.y0) + virt.y0,
+    const QVIGeomRect scene = makeRect(int64_t(rect.x0) + virt.x0, int64_t(rect.y0) + virt.y0,
                                    int64_t(rect.x1) + virt.x0, int64_t(rect.y1) + virt.y0);
-    if (int64_t(rect.x1) + virt.x0 > INT32_MAX || int64_t(rect.y1) + virt.y0 > INT32_MAX || !virt.contains(scene))
-        return xr3Fail(kBadArgument);
+    if (int64_t(rect.x1) + virt.x0 > INT32_MAX || int64_t(rect.y1) + virt.y0 > INT32_MAX || !XR3RectOps::contains(virt, scene))
+        return xr3Fail(QVI_STS_Tavix_BadArgument);
     const int64_t start = int64_t(startScale) + info.scale;
     const int64_t end = int64_t(endScale) + info.scale;
-    if (start < 0 || end > info.numLevels) return xr3Fail(kBadArgument);
+    if (start < 0 || end > info.numLevels) return xr3Fail(QVI_STS_Tavix_BadArgument);
 
     m_scene = scene;
     m_startScale = uint8_t(start);
@@ -202,7 +201,7 @@ QVStatus XR3SubblockRectLocator::setScene(const XR3Rect& rect, uint32_t startSca
     const uint32_t numLevels = info.numLevels;
     // The overflow band that is added at the scene's own scale reads the scene itself.
     if (start >= 1) m_rects[4 * (numLevels - start + 1) - 3] = scene;
-    XR3Rect current = scene;
+    QVIGeomRect current = scene;
     for (int64_t d = start; d < end; ++d) {
         const uint32_t k = uint32_t(numLevels - d);
         const XR3LevelSupport support = doLevelSupport(current, w, h);
@@ -219,12 +218,12 @@ QVStatus XR3SubblockRectLocator::setScene(const XR3Rect& rect, uint32_t startSca
 }
 
 bool XR3SubblockRectLocator::subblockSupportsScene(uint32_t subband, uint32_t subblock) const {
-    return isSubbandUsedToDecode(subband) && m_info->getSubblockSupport(subband, subblock).intersects(m_rects[subband]);
+    return isSubbandUsedToDecode(subband) && XR3RectOps::intersects(m_info->getSubblockSupport(subband, subblock), m_rects[subband]);
 }
 
 bool XR3SubblockRectLocator::subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const {
-    const XR3Rect block = m_info->getSubblockSupport(subband, subblock);
-    return isSubbandUsedToDecode(subband) && block.intersects(m_rects[subband]) && !m_rects[subband].contains(block);
+    const QVIGeomRect block = m_info->getSubblockSupport(subband, subblock);
+    return isSubbandUsedToDecode(subband) && XR3RectOps::intersects(block, m_rects[subband]) && !XR3RectOps::contains(m_rects[subband], block);
 }
 
 }  // namespace Orvanetics

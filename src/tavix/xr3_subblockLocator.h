@@ -22,27 +22,27 @@ bool willProjectionOverflow(int64_t v, int32_t scale);
 
 QVStatus projectImageDims(uint32_t dim, int32_t scale, uint32_t& out);
 // Corner through projectImagePoint, size through projectImageDimension; 2020 on overflow.
-QVStatus projectRect(const XR3Rect& rect, int32_t scale, XR3Rect& out);
+QVStatus projectRect(const QVIGeomRect& rect, int32_t scale, QVIGeomRect& out);
 // `rect` projected to `scale` and clipped to `outer`; 2020 on overflow.
-QVStatus projectVirtualSupportNew(const XR3Rect& rect, int32_t scale, const XR3Rect& outer, XR3Rect& out);
+QVStatus projectVirtualSupportNew(const QVIGeomRect& rect, int32_t scale, const QVIGeomRect& outer, QVIGeomRect& out);
 // `rect` at `scale` of the (virtual) image, projected for the decoder; with
 // `clip` the result is clipped to the image at that scale, without it a
 // rectangle that sticks out is 2009.
-QVStatus projectSupportForDecode(const XR3Rect& rect, int32_t scale, const XR3ImageInfo& info, bool clip,
-                                 XR3Rect& out);
+QVStatus projectSupportForDecode(const QVIGeomRect& rect, int32_t scale, const XR3ImageInfo& info, bool clip,
+                                 QVIGeomRect& out);
 // Clips to 0 and to the size of a width by height image at `scale`.
-QVStatus clipAtScale(uint32_t width, uint32_t height, XR3Rect& rect, int32_t scale);
-bool isValidSupport(uint32_t width, uint32_t height, const XR3Rect& rect, int32_t scale);
-void clampToZero(XR3Rect& rect);
+QVStatus clipAtScale(uint32_t width, uint32_t height, QVIGeomRect& rect, int32_t scale);
+bool isValidSupport(uint32_t width, uint32_t height, const QVIGeomRect& rect, int32_t scale);
+void clampToZero(QVIGeomRect& rect);
 }  // namespace XR3Projectors
 
 // The coefficients of the four subbands of one level that the synthesis of a
 // rectangle of that level's output reads.
 struct XR3LevelSupport {
-    XR3Rect lowLow;  // the input of the next coarser level (and the overflow band)
-    XR3Rect hl;
-    XR3Rect lh;
-    XR3Rect hh;
+    QVIGeomRect lowLow;  // the input of the next coarser level (and the overflow band)
+    QVIGeomRect hl;
+    QVIGeomRect lh;
+    QVIGeomRect hh;
 };
 
 class XR3SubblockLocator {
@@ -66,15 +66,15 @@ public:
     static void lowBandSupport(int64_t a, int64_t b, int64_t size, int64_t& first, int64_t& last);
     static void highBandSupport(int64_t a, int64_t b, int64_t size, int64_t& first, int64_t& last);
     // The support rule for a level of size w by h.
-    static XR3LevelSupport doLevelSupport(const XR3Rect& rect, uint32_t w, uint32_t h);
+    static XR3LevelSupport doLevelSupport(const QVIGeomRect& rect, uint32_t w, uint32_t h);
 
-    const XR3Rect& getScene() const { return m_scene; }
+    const QVIGeomRect& getScene() const { return m_scene; }
     uint8_t getStartScale() const { return m_startScale; }
     uint8_t getEndScale() const { return m_endScale; }
 
 protected:
     const XR3ImageInfo* m_info;
-    XR3Rect m_scene;
+    QVIGeomRect m_scene;
     uint8_t m_startScale = 0;
     uint8_t m_endScale = 0;
 };
@@ -86,16 +86,16 @@ public:
     // `rect` in the virtual image at `startScale`; the support is followed
     // down to `endScale`. 2009 for a rectangle outside the image or a scale
     // beyond the levels.
-    QVStatus setScene(const XR3Rect& rect, uint32_t startScale, uint32_t endScale);
+    QVStatus setScene(const QVIGeomRect& rect, uint32_t startScale, uint32_t endScale);
 
     bool subblockSupportsScene(uint32_t subband, uint32_t subblock) const override;
     bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const override;
 
     // The rectangle of `subband` that the scene reads, in subband coordinates.
-    const XR3Rect& getSubbandRect(uint32_t subband) const { return m_rects[subband]; }
+    const QVIGeomRect& getSubbandRect(uint32_t subband) const { return m_rects[subband]; }
 
 private:
-    std::vector<XR3Rect> m_rects;
+    std::vector<QVIGeomRect> m_rects;
 };
 
 }  // namespace Orvanetics
