@@ -37,9 +37,62 @@ const DataTypeRow& dataTypeRow(XR3DataType type) {
 
 constexpr uint8_t kAlphaBits = XR3_COLORSPACE_ALPHA_BIT | XR3_COLORSPACE_PREMULTIPLIED_BIT;
 
+// QVIDataType by XR3DataType.
+constexpr QVIDataType kSDKDataTypes[] = {
+    QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID,
+    QVI_DATATYPE_INVALID, QVI_DATATYPE_UINT8,   QVI_DATATYPE_SINT8,   QVI_DATATYPE_UINT16,
+    QVI_DATATYPE_SINT16,  QVI_DATATYPE_UINT32,  QVI_DATATYPE_SINT32,  QVI_DATATYPE_INVALID,
+    QVI_DATATYPE_INVALID, QVI_DATATYPE_FLOAT32, QVI_DATATYPE_INVALID,
+};
+static_assert(sizeof(kSDKDataTypes) / sizeof(kSDKDataTypes[0]) == kNumDataTypes);
+
+struct ColorSpacePair {
+    XR3ColorSpace xr3;
+    uint32_t sdk;
+};
+// The colour spaces without alpha; the alpha forms add the bits on both sides.
+constexpr ColorSpacePair kColorSpaces[] = {
+    {XR3_COLORSPACE_GREY, QVI_COLORSPACE_GRAYSCALE}, {XR3_COLORSPACE_MULTISPECTRAL, QVI_COLORSPACE_MULTISPECTRAL},
+    {XR3_COLORSPACE_YIQ, QVI_COLORSPACE_YIQ},        {XR3_COLORSPACE_YIQK, QVI_COLORSPACE_YIQK},
+    {XR3_COLORSPACE_RGB, QVI_COLORSPACE_RGB},        {XR3_COLORSPACE_RGBK, QVI_COLORSPACE_CMYK},
+    {XR3_COLORSPACE_CMYK, QVI_COLORSPACE_RGBK},
+};
+
 uint32_t ceilDiv(uint32_t a, uint32_t b) { return uint32_t((uint64_t(a) + b - 1) / b); }
 
 }  // namespace
+
+XR3DataType XR3Type::toXR3(QVIDataType type) {
+    for (uint32_t t = 0; t < kNumDataTypes; ++t) {
+        if (type != QVI_DATATYPE_INVALID && kSDKDataTypes[t] == type) return XR3DataType(t);
+    }
+    return XR3_DATATYPE_INVALID;
+}
+
+QVIDataType XR3Type::toSDK(XR3DataType type) { return type < kNumDataTypes ? kSDKDataTypes[type] : QVI_DATATYPE_INVALID; }
+
+XR3ColorSpace XR3Type::toXR3(QVIColorSpace space) {
+    const uint32_t alpha = space & QVI_ALPHA_BITS;
+    const uint8_t xr3Alpha = alpha == QVI_ALPHA_BIT ? XR3_COLORSPACE_ALPHA_BIT
+                             : alpha == QVI_ALPHA_BITS ? XR3_COLORSPACE_PREMULTIPLIED_BIT : 0;
+    if (alpha == QVI_PREMULTIPLIED_BIT) return XR3_COLORSPACE_INVALID;
+    for (const ColorSpacePair& pair : kColorSpaces) {
+        if (pair.sdk == (space & ~QVI_ALPHA_BITS)) return XR3ColorSpace(pair.xr3 | xr3Alpha);
+    }
+    return XR3_COLORSPACE_INVALID;
+}
+
+QVIColorSpace XR3Type::toSDK(XR3ColorSpace space) {
+    if (space == XR3_COLORSPACE_LEGACY4) return QVI_COLORSPACE_YIQA;
+    const uint8_t alpha = space & kAlphaBits;
+    if (alpha == kAlphaBits) return QVI_COLORSPACE_INVALID;
+    const uint32_t sdkAlpha = alpha == XR3_COLORSPACE_ALPHA_BIT ? QVI_ALPHA_BIT
+                              : alpha == XR3_COLORSPACE_PREMULTIPLIED_BIT ? QVI_ALPHA_BITS : 0;
+    for (const ColorSpacePair& pair : kColorSpaces) {
+        if (pair.xr3 == getColorSpaceWithoutAlpha(space)) return QVIColorSpace(pair.sdk | sdkAlpha);
+    }
+    return QVI_COLORSPACE_INVALID;
+}
 
 uint32_t XR3Type::getNumBits(XR3DataType type) { return dataTypeRow(type).bits; }
 uint32_t XR3Type::getNumBitsPrecision(XR3DataType type) { return dataTypeRow(type).precision; }
@@ -60,23 +113,10 @@ XR3ColorSpace XR3Type::getColorSpaceWithoutAlpha(XR3ColorSpace space) {
 }
 
 uint32_t XR3Type::getMinNumBands(XR3ColorSpace space) {
-    uint32_t colourBands = 0;
-    switch (getColorSpaceWithoutAlpha(space)) {
-    case XR3_COLORSPACE_GREY:
-    case XR3_COLORSPACE_MULTISPECTRAL: colourBands = 1; break;
-    case XR3_COLORSPACE_YIQ:
-    case XR3_COLORSPACE_RGB: colourBands = 3; break;
-    case XR3_COLORSPACE_YIQK:
-    case XR3_COLORSPACE_RGBK:
-    case XR3_COLORSPACE_CMYK: colourBands = 4; break;
-    case XR3_COLORSPACE_LEGACY4:
-        // The older value stands alone: it has no alpha forms.
-        return space == XR3_COLORSPACE_LEGACY4 ? 4 : 0;
-    default: return 0;
-    }
-    // Both alpha bits at once is no value of the file.
-    if ((space & kAlphaBits) == kAlphaBits) return 0;
-    return colourBands + (hasAlphaBand(space) ? 1 : 0);
+    const uint32_t sdk = toSDK(space);
+    if (sdk == QVI_COLORSPACE_INVALID) return 0;
+    const uint32_t colourBands = (sdk >> 8) & 0xFF;
+    return (colourBands == 0xFF ? 1 : colourBands) + ((sdk & QVI_ALPHA_BITS) ? 1 : 0);
 }
 
 XR3ColorTransform XR3ColorTransformSupport::getDefaultTransform(XR3ColorSpace from, XR3ColorSpace to) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "qv_statusCodes.h"
+#include "qvi_dataType.h"
 #include "qvi_geomRect.h"
 
 namespace Orvanetics {
@@ -59,9 +60,15 @@ enum XR3ColorTransform : uint8_t {
     XR3_COLORTRANSFORM_UNKNOWN = 254,
 };
 
-// Queries on the file's data types and colour spaces. The conversions to and
-// from the imaging types (toXR3, toSDK) live beside them once those exist.
+// Queries on the file's data types and colour spaces, and their conversions
+// to and from the imaging types (0 for a value without counterpart).
 struct XR3Type {
+    static XR3DataType toXR3(QVIDataType type);
+    static QVIDataType toSDK(XR3DataType type);
+    // QVI_COLORSPACE_YIQA gives 72: the older file value 4 is read-only.
+    static XR3ColorSpace toXR3(QVIColorSpace space);
+    static QVIColorSpace toSDK(XR3ColorSpace space);
+
     static uint32_t getNumBits(XR3DataType type);
     static uint32_t getNumBitsPrecision(XR3DataType type);
     static uint32_t getNumBytes(XR3DataType type);
