@@ -11,10 +11,10 @@ namespace Orvanetics {
 // -------------------------------------------------------------- XR3Container
 
 QVStatus XR3Container::initialize() {
-    if (m_initialized) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (m_initialized) return xr3DBFail(QVI_STS_Tavix_BadContext);
     m_initialized = true;
     m_db.reset(new (std::nothrow) XR3PacketDB());
-    if (!m_db) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+    if (!m_db) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     std::lock_guard<QVUtilCriticalSection> lock(m_criticalSection);
     if (QVStatus status = initializeLoadImage()) return status;
     return initContents();
@@ -29,10 +29,10 @@ QVStatus XR3Container::initContents() {
         if (!type) continue;
         if (type->getType() == XR3_PACKET_HEADER) {
             if (!addImage(type->getImageNumber(), headerImageType))
-                return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+                return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         } else if (type->getType() == XR3_PACKET_XR2) {
             if (!addImage(type->getImageNumber(), XR3_IMAGETYPE_XR2))
-                return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+                return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         }
     }
     XR3ContentsPacket* contents = nullptr;
@@ -53,14 +53,14 @@ bool XR3Container::addImage(uint32_t number, XR3ImageType type) {
 QVStatus XR3Container::db_findSinglePacket(const XR3PacketType& type, XR3Packet*& packet,
                                            DBTypeComparator comparator) {
     packet = nullptr;
-    if (!m_db) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (!m_db) return xr3DBFail(QVI_STS_Tavix_BadContext);
     std::lock_guard<QVUtilCriticalSection> lock(m_criticalSection);
     return m_db->findSinglePacket(type, packet, comparator);
 }
 
 QVStatus XR3Container::db_findMultiplePackets(const XR3PacketType& type, XR3List<XR3Packet*>& list,
                                               DBTypeComparator comparator) {
-    if (!m_db) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (!m_db) return xr3DBFail(QVI_STS_Tavix_BadContext);
     std::lock_guard<QVUtilCriticalSection> lock(m_criticalSection);
     return m_db->findMultiplePackets(type, list, comparator);
 }
@@ -68,13 +68,13 @@ QVStatus XR3Container::db_findMultiplePackets(const XR3PacketType& type, XR3List
 QVStatus XR3Container::db_findMultipleProxies(const XR3PacketType& type,
                                               XR3List<DBObjectProxy*>& list,
                                               DBTypeComparator comparator) {
-    if (!m_db) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (!m_db) return xr3DBFail(QVI_STS_Tavix_BadContext);
     std::lock_guard<QVUtilCriticalSection> lock(m_criticalSection);
     return m_db->findAllProxies(type, list, comparator);
 }
 
 QVStatus XR3Container::db_copyDatabase(XR3PacketDB& destination) {
-    if (!m_db) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (!m_db) return xr3DBFail(QVI_STS_Tavix_BadContext);
     std::lock_guard<QVUtilCriticalSection> lock(m_criticalSection);
     return destination.copyDatabase(*m_db);
 }
@@ -91,7 +91,7 @@ QVStatus XR3Container::getImageDesc(uint32_t number, XR3ImageDesc& desc) const {
             return 0;
         }
     }
-    return xr3Fail(QVI_STS_Tavix_BadArgument);
+    return xr3DBFail(QVI_STS_Tavix_BadArgument);
 }
 
 const XR3Version& XR3Container::getSourceVersion() const {
@@ -106,7 +106,7 @@ QVStatus XR3FileSimpleContainer::initialize() {
     QVStatus status = XR3Container::initialize();
     if (!status) {
         m_loadedPosition = m_stream.tell();
-        if (m_loadedPosition < 0) status = xr3Fail(QVI_STS_Tavix_ReadError);
+        if (m_loadedPosition < 0) status = xr3DBFail(QVI_STS_Tavix_ReadError);
     }
     closeStream();
     return status;
@@ -138,14 +138,14 @@ QVStatus XR3FileSimpleContainer::createXR2DataStream(uint32_t imageNumber, QVIOS
         packet);
     closeStream();
     if (status) return status;
-    if (!packet) return xr3Fail(QVI_STS_Tavix_BadArgument);
+    if (!packet) return xr3DBFail(QVI_STS_Tavix_BadArgument);
 
     QVIOStreamInf* clone = cloneStream();
-    if (!clone) return xr3Fail(QVI_STS_Failure);
+    if (!clone) return xr3DBFail(QVI_STS_Failure);
     auto* sub = new (std::nothrow) QVIOSubStream();
     if (!sub) {
         QVIOStreamUtils::closeStream(clone);
-        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+        return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     }
     if ((status = sub->initialize(clone, packet->getStartOffset(), packet->getEndOffset(), true))) {
         QVIOStreamUtils::closeStream(clone);

@@ -9,7 +9,7 @@
 
 namespace Orvanetics {
 
-QVStatus xr3Fail(QVStatus status) {
+QVStatus xr3DBFail(QVStatus status) {
     QVUtilStatusData::pushBegin(status);
     QVUtilStatusData::pushEnd();
     return status;
@@ -49,11 +49,11 @@ QVStatus DBObjectProxyImp::write(QVIOStreamWriter<true>& writer,
                                  QVIOStreamWriter<true>& indexWriter) {
     const DBObjectType& type = m_proxy.getType();
     long long headerPos = writer.tell();
-    if (headerPos < 0) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (headerPos < 0) return xr3DBFail(QVI_STS_Tavix_WriteError);
     long long lengthFieldPosition = 0;
     if (QVStatus status = type.writeHeader(writer, lengthFieldPosition)) return status;
     long long dataStart = writer.tell();
-    if (dataStart < 0) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (dataStart < 0) return xr3DBFail(QVI_STS_Tavix_WriteError);
 
     QVStatus status = writeData(writer, headerPos);
     if (status == QVI_STS_Tavix_DBObjectNeedsRewrite)
@@ -62,7 +62,7 @@ QVStatus DBObjectProxyImp::write(QVIOStreamWriter<true>& writer,
         return status;
 
     long long dataEnd = writer.tell();
-    if (dataEnd < 0) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (dataEnd < 0) return xr3DBFail(QVI_STS_Tavix_WriteError);
     long long dataLength = dataEnd - dataStart;
     if ((status = type.rewriteHeader(writer, lengthFieldPosition, dataLength))) return status;
 
@@ -72,14 +72,14 @@ QVStatus DBObjectProxyImp::write(QVIOStreamWriter<true>& writer,
 }
 
 QVStatus DBObjectProxyImp::rewrite(QVIOStreamWriter<true>& writer) {
-    if (m_rewritePosition == 0) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (m_rewritePosition == 0) return xr3DBFail(QVI_STS_Tavix_BadContext);
     long long resumePosition = writer.tell();
-    if (resumePosition < 0) return xr3Fail(QVI_STS_Tavix_IOError);
-    if (writer.seek(m_rewritePosition)) return xr3Fail(QVI_STS_Tavix_IOError);
+    if (resumePosition < 0) return xr3DBFail(QVI_STS_Tavix_IOError);
+    if (writer.seek(m_rewritePosition)) return xr3DBFail(QVI_STS_Tavix_IOError);
     QVStatus status = writeData(writer, 0);
-    if (status == QVI_STS_Tavix_DBObjectNeedsRewrite) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (status == QVI_STS_Tavix_DBObjectNeedsRewrite) return xr3DBFail(QVI_STS_Tavix_WriteError);
     if (status) return status;
-    if (writer.seek(resumePosition)) return xr3Fail(QVI_STS_Tavix_IOError);
+    if (writer.seek(resumePosition)) return xr3DBFail(QVI_STS_Tavix_IOError);
     return 0;
 }
 
@@ -91,7 +91,7 @@ DBObjectProxyImp* DBObjectProxyImpStream::newCopy(DBObjectProxy& proxy) const {
 
 QVStatus DBObjectProxyImpStream::loadObject(DBObject*& object) {
     std::unique_ptr<DBObject> loaded(m_proxy.getDB().createObject(m_proxy.getType()));
-    if (!loaded) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (!loaded) return xr3DBFail(QVI_STS_Tavix_BadContext);
     QVStatus status = withStreamOpen(m_stream, [&]() -> QVStatus {
         QVIOStreamReader<true> reader(m_stream);
         if (QVStatus seekStatus = reader.seek(m_offset)) return seekStatus;
@@ -106,7 +106,7 @@ QVStatus DBObjectProxyImpStream::writeData(QVIOStreamWriter<true>& writer, long 
                                                 : static_cast<uint64_t>(m_length);
     return withStreamOpen(m_stream, [&]() -> QVStatus {
         int64_t resumePosition = m_stream.tell();
-        if (resumePosition < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (resumePosition < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
         QVStatus status = m_stream.seek(m_offset, QVIO_SEEK_BEGIN);
         if (!status) status = QVIOStreamUtils::copyStream(&writer.getStream(), &m_stream, count);
         QVStatus restoreStatus = m_stream.seek(resumePosition, QVIO_SEEK_BEGIN);
@@ -149,7 +149,7 @@ QVStatus DBObjectProxyImpIndirectObject::writeData(QVIOStreamWriter<true>& write
     QVStatus status = m_delegate.invoke(m_proxy.getType(), produced);
     std::unique_ptr<DBObject> object(produced);
     if (status) return status;
-    if (!object) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (!object) return xr3DBFail(QVI_STS_Tavix_BadContext);
     return object->write(writer);
 }
 
@@ -161,14 +161,14 @@ DBObjectProxyImp* DBObjectProxyImpIndirectStream::newCopy(DBObjectProxy& proxy) 
 
 QVStatus DBObjectProxyImpIndirectStream::loadObject(DBObject*& object) {
     QVIOStreamInf* temp = QVIOStreamUtils::openTempStream();
-    if (!temp) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+    if (!temp) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     QVStatus status = m_delegate.invoke(*temp);
     if (!status) {
         int64_t length = temp->tell();
         if (length < 0 || temp->seek(0, QVIO_SEEK_BEGIN)) {
-            status = xr3Fail(QVI_STS_Tavix_WriteError);
+            status = xr3DBFail(QVI_STS_Tavix_WriteError);
         } else if (!(object = m_proxy.getDB().createObject(m_proxy.getType()))) {
-            status = xr3Fail(QVI_STS_Tavix_BadContext);
+            status = xr3DBFail(QVI_STS_Tavix_BadContext);
         } else {
             QVIOStreamReader<true> reader(*temp);
             status = object->read(reader, length);
@@ -209,7 +209,7 @@ QVStatus DBObjectProxy::loadObject(DBObject*& object) {
     if (!resident) {
         delete loaded;
         object = nullptr;
-        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+        return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     }
     m_imp.reset(resident);
     m_failedObject.reset();
@@ -256,11 +256,11 @@ QVIOStreamInf* DB::getIndexStream() const {
 // objects appended behind those that the index lists.
 QVStatus DB::addProxiesByStream(QVIOStreamReader<true>& reader, long long length) {
     const long long start = reader.tell();
-    if (start < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (start < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
     if (length < 0) {
-        if (reader.seek(0, QVIO_SEEK_END)) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (reader.seek(0, QVIO_SEEK_END)) return xr3DBFail(QVI_STS_Tavix_ReadError);
         long long end = reader.tell();
-        if (end < 0 || reader.seek(start)) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (end < 0 || reader.seek(start)) return xr3DBFail(QVI_STS_Tavix_ReadError);
         length = end - start;
     }
     if (length < 1) return 0;
@@ -272,17 +272,17 @@ QVStatus DB::addProxiesByStream(QVIOStreamReader<true>& reader, long long length
         long long entryStart = reader.tell();
         if (entryStart < 0) {
             QVStatus streamStatus = reader.getStream().getLastError();
-            return streamStatus ? streamStatus : xr3Fail(QVI_STS_Tavix_ReadError);
+            return streamStatus ? streamStatus : xr3DBFail(QVI_STS_Tavix_ReadError);
         }
         std::unique_ptr<DBObjectType> type(createObjectType());
-        if (!type) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+        if (!type) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         long long dataLength = 0;
         if (QVStatus status = type->readHeader(reader, dataLength)) return status;
         // Only all ones stands for "to the end"; any other negative length
         // would walk backwards.
-        if (dataLength < 0 && dataLength != kDBLengthToEnd) return xr3Fail(QVI_STS_Tavix_CorruptFile);
+        if (dataLength < 0 && dataLength != kDBLengthToEnd) return xr3DBFail(QVI_STS_Tavix_CorruptFile);
         long long now = reader.tell();
-        if (now < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (now < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
 
         bool isIndexItself = false;
         if (!indexMode) {
@@ -296,41 +296,41 @@ QVStatus DB::addProxiesByStream(QVIOStreamReader<true>& reader, long long length
         if (!isIndexItself) {
             DBObjectProxy* proxy = addProxyOf<DBObjectProxyImpStream>(*type, reader.getStream(),
                                                                       pos, dataLength);
-            if (!proxy) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+            if (!proxy) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         }
 
         if (indexMode) {
             if (dataLength == kDBLengthToEnd) {
                 pos = start + length;
             } else if (dataLength > std::numeric_limits<long long>::max() - pos) {
-                return xr3Fail(QVI_STS_Tavix_CorruptFile);
+                return xr3DBFail(QVI_STS_Tavix_CorruptFile);
             } else {
                 pos += dataLength;
             }
         } else if (isContents(*type)) {
             // The index's first four bytes are not headers.
             remaining = dataLength;
-            if (reader.skip(4)) return xr3Fail(QVI_STS_Tavix_ReadError);
+            if (reader.skip(4)) return xr3DBFail(QVI_STS_Tavix_ReadError);
             entryStart = pos;
             pos = start;
             indexMode = true;
         } else {
             QVStatus skipStatus = dataLength == kDBLengthToEnd ? reader.seek(0, QVIO_SEEK_END)
                                                                : reader.skip(dataLength);
-            if (skipStatus) return xr3Fail(QVI_STS_Tavix_ReadError);
+            if (skipStatus) return xr3DBFail(QVI_STS_Tavix_ReadError);
         }
 
         long long after = reader.tell();
-        if (after < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (after < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
         remaining -= after - entryStart;
         if (remaining == 0 && indexMode) {
             long long covered = pos - start;
             if (length <= covered) return 0;
             // Objects appended behind the indexed ones. They can't begin
             // inside the index: that would read the index again, forever.
-            if (pos < after) return xr3Fail(QVI_STS_Tavix_CorruptFile);
+            if (pos < after) return xr3DBFail(QVI_STS_Tavix_CorruptFile);
             remaining = length - covered;
-            if (reader.seek(pos)) return xr3Fail(QVI_STS_Tavix_ReadError);
+            if (reader.seek(pos)) return xr3DBFail(QVI_STS_Tavix_ReadError);
             indexMode = false;
         } else if (remaining < 1) {
             return 0;
@@ -388,19 +388,19 @@ DBObjectProxy* DB::addProxyByIndirectObject(const DBObjectType& type,
 QVStatus DB::addProxiesByDB(const DB& other) {
     for (const DBObjectProxy* source : other.m_proxies) {
         DBObjectType* typeCopy = source->getType().createCopy();
-        if (!typeCopy) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+        if (!typeCopy) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         auto* proxy = new (std::nothrow) DBObjectProxy(*this, typeCopy);
         if (!proxy) {
             delete typeCopy;
-            return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+            return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         }
         DBObjectProxyImp* imp = source->getImp().newCopy(*proxy);
         if (!imp) {
             delete proxy;
-            return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+            return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         }
         proxy->setImp(imp);
-        if (!addProxy(proxy)) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+        if (!addProxy(proxy)) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     }
     return 0;
 }
@@ -410,7 +410,7 @@ QVStatus DB::findAllProxies(const DBObjectType& type, XR3List<DBObjectProxy*>& l
     if (!comparator) comparator = defaultComparator;
     for (DBObjectProxy* proxy : m_proxies) {
         if (comparator(type, proxy->getType()) && !list.append(proxy))
-            return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+            return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     }
     return 0;
 }
@@ -464,7 +464,7 @@ QVStatus DB::checkInterrupt() const {
 // rewritten (an index can only be filled once all headers are known). The
 // index stream starts afresh, so that a database can be written twice.
 QVStatus DB::write(QVIOStreamWriter<true>& writer) const {
-    if (getIndexStream()->seek(0, QVIO_SEEK_BEGIN)) return xr3Fail(QVI_STS_Tavix_IOError);
+    if (getIndexStream()->seek(0, QVIO_SEEK_BEGIN)) return xr3DBFail(QVI_STS_Tavix_IOError);
     const size_t total = m_proxies.size();
     size_t done = 0;
     XR3List<DBObjectProxy*> rewrites;
@@ -472,7 +472,7 @@ QVStatus DB::write(QVIOStreamWriter<true>& writer) const {
         reportProgress(done, total);
         QVStatus status = proxy->write(writer);
         if (status == QVI_STS_Tavix_DBObjectNeedsRewrite) {
-            if (!rewrites.append(proxy)) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+            if (!rewrites.append(proxy)) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
         } else if (status) {
             return status;
         } else {

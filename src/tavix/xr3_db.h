@@ -20,7 +20,7 @@ namespace Orvanetics {
 
 // Records a status without arguments in this thread's status details, and
 // returns it: the failure idiom of the wavelet container classes.
-QVStatus xr3Fail(QVStatus status);
+QVStatus xr3DBFail(QVStatus status);
 
 // A payload length of all ones: the object runs to the end of the stream.
 constexpr long long kDBLengthToEnd = -1;

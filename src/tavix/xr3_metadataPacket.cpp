@@ -24,7 +24,7 @@ XR3MetadataPacket* XR3MetadataPacket::createCopy() const {
 
 QVStatus XR3MetadataPacket::read(QVIOStreamReader<true>& reader, long long length) {
     long long offset = reader.tell();
-    if (offset < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (offset < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
     setDiskOffset(offset, length);
     uint32_t count = 0;
     if (QVStatus status = reader.readUint32(count)) return status;
@@ -32,7 +32,7 @@ QVStatus XR3MetadataPacket::read(QVIOStreamReader<true>& reader, long long lengt
     long long end = QVIOStreamUtils::getEndPos(&reader.getStream());
     long long available = end - (offset + 4);
     if (length != kDBLengthToEnd && length - 4 < available) available = length - 4;
-    if (end < 0 || static_cast<long long>(count) > available) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (end < 0 || static_cast<long long>(count) > available) return xr3DBFail(QVI_STS_Tavix_ReadError);
     return m_bytes.read(reader, count);
 }
 

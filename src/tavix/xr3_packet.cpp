@@ -24,9 +24,9 @@ long long bytesLeft(QVIOStreamReader<true>& reader) {
 QVStatus checkedPayloadLength(QVIOStreamReader<true>& reader, long long length,
                               long long& checked) {
     long long left = bytesLeft(reader);
-    if (left < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (left < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
     if (length == kDBLengthToEnd) length = left;
-    if (length < 0 || length > left) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (length < 0 || length > left) return xr3DBFail(QVI_STS_Tavix_ReadError);
     checked = length;
     return 0;
 }
@@ -35,9 +35,9 @@ QVStatus checkedPayloadLength(QVIOStreamReader<true>& reader, long long length,
 // src where it was.
 QVStatus copyFromStart(QVIOStreamInf& dst, QVIOStreamInf& src, long long count) {
     int64_t resume = src.tell();
-    if (resume < 0 || src.seek(0, QVIO_SEEK_BEGIN)) return xr3Fail(QVI_STS_Tavix_IOError);
+    if (resume < 0 || src.seek(0, QVIO_SEEK_BEGIN)) return xr3DBFail(QVI_STS_Tavix_IOError);
     QVStatus status = QVIOStreamUtils::copyStream(&dst, &src, static_cast<uint64_t>(count));
-    if (src.seek(resume, QVIO_SEEK_BEGIN) && !status) status = xr3Fail(QVI_STS_Tavix_IOError);
+    if (src.seek(resume, QVIO_SEEK_BEGIN) && !status) status = xr3DBFail(QVI_STS_Tavix_IOError);
     return status;
 }
 
@@ -62,7 +62,7 @@ XR3PacketType& XR3Packet::getPacketType() { return static_cast<XR3PacketType&>(g
 
 QVStatus XR3PacketBytes::assign(const uint8_t* data, uint32_t length) {
     std::unique_ptr<uint8_t[]> copy(new (std::nothrow) uint8_t[length ? length : 1]);
-    if (!copy) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+    if (!copy) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     if (length) std::memcpy(copy.get(), data, length);
     m_data = std::move(copy);
     m_size = length;
@@ -71,7 +71,7 @@ QVStatus XR3PacketBytes::assign(const uint8_t* data, uint32_t length) {
 
 QVStatus XR3PacketBytes::read(QVIOStreamReader<true>& reader, uint32_t length) {
     std::unique_ptr<uint8_t[]> bytes(new (std::nothrow) uint8_t[length ? length : 1]);
-    if (!bytes) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+    if (!bytes) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     if (QVStatus status = reader.readBytes(bytes.get(), length)) return status;
     m_data = std::move(bytes);
     m_size = length;
@@ -163,23 +163,23 @@ XR3ContentsPacket* XR3ContentsPacket::createCopy() const {
 QVStatus XR3ContentsPacket::read(QVIOStreamReader<true>& reader, long long length) {
     switch (getVersionMajor()) {
     case 0:
-        if (length != 4) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (length != 4) return xr3DBFail(QVI_STS_Tavix_ReadError);
         return reader.readUint32(m_overviewImageNumber);
     case 1: {
-        if (length != kDBLengthToEnd && length < 4) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (length != kDBLengthToEnd && length < 4) return xr3DBFail(QVI_STS_Tavix_ReadError);
         if (QVStatus status = reader.readUint32(m_overviewImageNumber)) return status;
-        if (m_indexStream->seek(0, QVIO_SEEK_BEGIN)) return xr3Fail(QVI_STS_Tavix_IOError);
+        if (m_indexStream->seek(0, QVIO_SEEK_BEGIN)) return xr3DBFail(QVI_STS_Tavix_IOError);
         long long count = length == kDBLengthToEnd ? std::numeric_limits<long long>::max()
                                                    : length - 4;
         if (QVStatus status = QVIOStreamUtils::copyStream(m_indexStream, &reader.getStream(),
                                                           static_cast<uint64_t>(count)))
             return status;
         if (length != kDBLengthToEnd && getIndexLength() != count)
-            return xr3Fail(QVI_STS_Tavix_ReadError);
+            return xr3DBFail(QVI_STS_Tavix_ReadError);
         return 0;
     }
     default:
-        return xr3Fail(QVI_STS_Tavix_BadVersion);
+        return xr3DBFail(QVI_STS_Tavix_BadVersion);
     }
 }
 
@@ -190,21 +190,21 @@ QVStatus XR3ContentsPacket::write(QVIOStreamWriter<true>& writer) {
     case 1:
         return m_reservedSize == 0 ? reserveIndex(writer) : fillIndex(writer);
     default:
-        return xr3Fail(QVI_STS_Tavix_BadVersion);
+        return xr3DBFail(QVI_STS_Tavix_BadVersion);
     }
 }
 
 // First pass: room for the overview number and every header of the database,
 // counted as computeHeaderLength counts them.
 QVStatus XR3ContentsPacket::reserveIndex(QVIOStreamWriter<true>& writer) {
-    if (!m_db) return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (!m_db) return xr3DBFail(QVI_STS_Tavix_BadContext);
     uint64_t reserved = 4;
     for (const DBObjectProxy* proxy : m_db->getProxies()) {
         const auto* type = dynamic_cast<const XR3PacketType*>(&proxy->getType());
-        if (!type) return xr3Fail(QVI_STS_Tavix_BadContext);
+        if (!type) return xr3DBFail(QVI_STS_Tavix_BadContext);
         reserved += static_cast<uint64_t>(type->computeHeaderLength());
     }
-    if (writer.skip(static_cast<int64_t>(reserved - 1))) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (writer.skip(static_cast<int64_t>(reserved - 1))) return xr3DBFail(QVI_STS_Tavix_WriteError);
     if (QVStatus status = writer.writeUint8(0)) return status;
     m_reservedSize = reserved;
     return QVI_STS_Tavix_DBObjectNeedsRewrite;
@@ -215,7 +215,7 @@ QVStatus XR3ContentsPacket::fillIndex(QVIOStreamWriter<true>& writer) {
     const long long indexLength = static_cast<long long>(m_reservedSize) - 4;
     m_reservedSize = 0;
     if (QVStatus status = writer.writeUint32(m_overviewImageNumber)) return status;
-    if (getIndexLength() != indexLength) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (getIndexLength() != indexLength) return xr3DBFail(QVI_STS_Tavix_WriteError);
     return copyFromStart(writer.getStream(), *m_indexStream, indexLength);
 }
 
@@ -241,8 +241,8 @@ XR3PlanesetPacket* XR3PlanesetPacket::createCopy() const {
 }
 
 QVStatus XR3PlanesetPacket::read(QVIOStreamReader<true>& reader, long long length) {
-    if (getVersionMajor() != 0 || getVersionMinor() > 1) return xr3Fail(QVI_STS_Tavix_BadVersion);
-    if (length != kDBLengthToEnd && length < kPrefixLength) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (getVersionMajor() != 0 || getVersionMinor() > 1) return xr3DBFail(QVI_STS_Tavix_BadVersion);
+    if (length != kDBLengthToEnd && length < kPrefixLength) return xr3DBFail(QVI_STS_Tavix_ReadError);
     uint8_t order = 0;
     uint8_t layout = 0;
     int64_t dataLength = 0;
@@ -250,7 +250,7 @@ QVStatus XR3PlanesetPacket::read(QVIOStreamReader<true>& reader, long long lengt
     if (QVStatus status = reader.readUint8(layout)) return status;
     if (QVStatus status = reader.readInt64(dataLength)) return status;
     long long dataStart = reader.tell();
-    if (dataStart < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (dataStart < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
     m_order = static_cast<XR3PlanesetOrder>(order);
     m_layout = static_cast<XR3PlanesetLayout>(layout);
     m_dataLength = dataLength;
@@ -263,11 +263,11 @@ QVStatus XR3PlanesetPacket::write(QVIOStreamWriter<true>& writer) {
     if (QVStatus status = writer.writeUint8(static_cast<uint8_t>(m_layout))) return status;
     if (QVStatus status = writer.writeInt64(m_dataLength)) return status;
     m_dataStart = writer.tell();
-    if (m_dataStart < 0) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (m_dataStart < 0) return xr3DBFail(QVI_STS_Tavix_WriteError);
     return writePlanes(m_dataStart);
 }
 
-QVStatus XR3PlanesetPacket::writePlanes(long long) { return xr3Fail(QVI_STS_Tavix_NotReached); }
+QVStatus XR3PlanesetPacket::writePlanes(long long) { return xr3DBFail(QVI_STS_Tavix_NotReached); }
 
 // --------------------------------------------------------------- XR3XR2Packet
 
@@ -291,14 +291,14 @@ XR3XR2Packet* XR3XR2Packet::createCopy() const {
 
 QVStatus XR3XR2Packet::read(QVIOStreamReader<true>& reader, long long length) {
     long long start = reader.tell();
-    if (start < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (start < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
     long long end = 0;
     if (length == kDBLengthToEnd) {
         end = QVIOStreamUtils::getEndPos(&reader.getStream());
-        if (end < start) return xr3Fail(QVI_STS_Tavix_ReadError);
+        if (end < start) return xr3DBFail(QVI_STS_Tavix_ReadError);
     } else {
         if (length < 0 || length > std::numeric_limits<long long>::max() - start)
-            return xr3Fail(QVI_STS_Tavix_ReadError);
+            return xr3DBFail(QVI_STS_Tavix_ReadError);
         end = start + length;
     }
     m_startOffset = start;
@@ -306,6 +306,6 @@ QVStatus XR3XR2Packet::read(QVIOStreamReader<true>& reader, long long length) {
     return 0;
 }
 
-QVStatus XR3XR2Packet::write(QVIOStreamWriter<true>&) { return xr3Fail(QVI_STS_Tavix_NotReached); }
+QVStatus XR3XR2Packet::write(QVIOStreamWriter<true>&) { return xr3DBFail(QVI_STS_Tavix_NotReached); }
 
 }  // namespace Orvanetics

@@ -119,7 +119,7 @@ QVStatus XR3PacketDB::findMultiplePackets(const XR3PacketType& type, XR3List<XR3
         DBObject* object = nullptr;
         if (QVStatus status = loadObject(*proxy, object)) return status;
         auto* packet = dynamic_cast<XR3Packet*>(object);
-        if (packet && !list.append(packet)) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+        if (packet && !list.append(packet)) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
     }
     return 0;
 }

@@ -72,9 +72,9 @@ std::string XR3Version::toString() const {
 QVStatus XR3Version::read(QVIOStreamReader<true>& reader) {
     uint8_t bytes[8];
     if (QVStatus status = reader.readBytes(bytes, sizeof(bytes))) return status;
-    if (std::memcmp(bytes, kMagic, sizeof(kMagic)) != 0) return xr3Fail(QVI_STS_Tavix_BadVersion);
+    if (std::memcmp(bytes, kMagic, sizeof(kMagic)) != 0) return xr3DBFail(QVI_STS_Tavix_BadVersion);
     XR3Version version(bytes[4], bytes[5], bytes[6], bytes[7]);
-    if (!version.isKnown()) return xr3Fail(QVI_STS_Tavix_BadVersion);
+    if (!version.isKnown()) return xr3DBFail(QVI_STS_Tavix_BadVersion);
     *this = version;
     return 0;
 }
@@ -127,7 +127,7 @@ XR3PacketType::FieldWidths XR3PacketType::parsePackageByte(uint8_t package) {
 QVStatus XR3PacketType::readHeader(QVIOStreamReader<true>& reader, long long& dataLength) {
     m_wasRead = true;
     m_headerPosition = reader.tell();
-    if (m_headerPosition < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (m_headerPosition < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
 
     uint8_t control = 0;
     uint8_t package = 0;
@@ -164,10 +164,10 @@ QVStatus XR3PacketType::readHeader(QVIOStreamReader<true>& reader, long long& da
     dataLength = static_cast<long long>(length);
 
     long long end = reader.tell();
-    if (end < 0) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (end < 0) return xr3DBFail(QVI_STS_Tavix_ReadError);
     m_headerLength = end - m_headerPosition;
     // Checked only now, so that a refused header has still been consumed.
-    if (control & kControlForbidden) return xr3Fail(QVI_STS_Tavix_BadVersion);
+    if (control & kControlForbidden) return xr3DBFail(QVI_STS_Tavix_BadVersion);
     return 0;
 }
 
@@ -193,16 +193,16 @@ QVStatus XR3PacketType::writeHeader(QVIOStreamWriter<true>& writer,
         if (QVStatus status = writer.writeUnsigned(field.width, field.value)) return status;
     }
     lengthFieldPosition = writer.tell();
-    if (lengthFieldPosition < 0) return xr3Fail(QVI_STS_Tavix_WriteError);
+    if (lengthFieldPosition < 0) return xr3DBFail(QVI_STS_Tavix_WriteError);
     return writer.writeUint64(kLengthPlaceholder);
 }
 
 QVStatus XR3PacketType::rewriteHeader(QVIOStreamWriter<true>& writer, long long position,
                                       long long dataLength) const {
     long long resumePosition = writer.tell();
-    if (resumePosition < 0 || writer.seek(position)) return xr3Fail(QVI_STS_Tavix_IOError);
+    if (resumePosition < 0 || writer.seek(position)) return xr3DBFail(QVI_STS_Tavix_IOError);
     writer.writeInt64(dataLength);  // the length write's own status is deliberately not checked
-    if (writer.seek(resumePosition)) return xr3Fail(QVI_STS_Tavix_IOError);
+    if (writer.seek(resumePosition)) return xr3DBFail(QVI_STS_Tavix_IOError);
     return 0;
 }
 

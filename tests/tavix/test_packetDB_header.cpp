@@ -21,7 +21,9 @@ std::vector<uint8_t> writtenHeader(const XR3PacketType& type, long long dataLeng
     QVIOStreamWriter<true> writer(stream);
     long long lengthField = -1;
     EXPECT_EQ(0u, type.writeHeader(writer, lengthField));
-    if (dataLength >= 0) EXPECT_EQ(0u, type.rewriteHeader(writer, lengthField, dataLength));
+    if (dataLength >= 0) {
+        EXPECT_EQ(0u, type.rewriteHeader(writer, lengthField, dataLength));
+    }
     EXPECT_EQ(static_cast<int64_t>(stream.getLength()), writer.tell());
     if (lengthFieldPosition) *lengthFieldPosition = lengthField;
     return std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength());
