@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "qv_ioFileStream.h"
 #include "qv_ioStreamUtils.h"
 #include "qvi_metadataDatabase.h"
 #include "qvi_metadataRecord.h"

@@ -15,6 +15,7 @@
 namespace Orvanetics {
 
 class QVIImage;
+class QVIPixel;
 
 class QVIBBBImageWriter : public QVIRawImageWriter {
 public:
