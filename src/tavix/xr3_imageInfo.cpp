@@ -120,10 +120,10 @@ uint32_t XR3Type::getMinNumBands(XR3ColorSpace space) {
 }
 
 XR3ColorTransform XR3ColorTransformSupport::getDefaultTransform(XR3ColorSpace from, XR3ColorSpace to) {
+    auto unknown = [](XR3ColorSpace s) { return s == 0 || s == 17 || s == 255; };
+    if (unknown(from) || unknown(to)) return XR3_COLORTRANSFORM_UNKNOWN;
     const XR3ColorSpace a = XR3Type::getColorSpaceWithoutAlpha(from);
     const XR3ColorSpace b = XR3Type::getColorSpaceWithoutAlpha(to);
-    auto unknown = [](XR3ColorSpace s) { return s == 0 || s == 17 || s == 255; };
-    if (unknown(a) || unknown(b)) return XR3_COLORTRANSFORM_UNKNOWN;
     if (a == b) return XR3_COLORTRANSFORM_NONE;
     if ((a == XR3_COLORSPACE_RGB || a == XR3_COLORSPACE_MULTISPECTRAL) && b == XR3_COLORSPACE_YIQ)
         return XR3_COLORTRANSFORM_RGB_TO_YIQ;
@@ -143,7 +143,7 @@ bool XR3ColorTransformSupport::validateCombination(XR3ColorSpace from, XR3ColorS
     case XR3_COLORTRANSFORM_YIQK_TO_RGBK: return a == XR3_COLORSPACE_YIQK && b == XR3_COLORSPACE_RGBK;
     case XR3_COLORTRANSFORM_RGB_TO_YIQ: return (a == XR3_COLORSPACE_RGB || aMulti) && b == XR3_COLORSPACE_YIQ;
     case XR3_COLORTRANSFORM_RGBK_TO_YIQK: return a == XR3_COLORSPACE_RGBK && b == XR3_COLORSPACE_YIQK;
-    case XR3_COLORTRANSFORM_UNKNOWN: return getDefaultTransform(a, b) == XR3_COLORTRANSFORM_UNKNOWN;
+    case XR3_COLORTRANSFORM_UNKNOWN: return getDefaultTransform(from, to) == XR3_COLORTRANSFORM_UNKNOWN;
     default: return false;
     }
 }
