@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "xr3_imageInfo.h"
+#include "xr3_planeData.h"
 
 namespace Orvanetics {
 
@@ -49,6 +50,13 @@ public:
     // Whether the subblock meets the scene's support without lying wholly inside it.
     virtual bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const = 0;
 
+    bool subblockSupportsScene(const XR3PlaneDesc& desc) const {
+        return subblockSupportsScene(desc.subband, desc.subblock);
+    }
+    bool subblockPartiallySupportsScene(const XR3PlaneDesc& desc) const {
+        return subblockPartiallySupportsScene(desc.subband, desc.subblock);
+    }
+
     bool isSubbandUsedToDecode(uint32_t subband) const;
 
     // Halvings from the full image to `subband`, and its filter directions.
@@ -82,6 +90,8 @@ public:
     // beyond the levels.
     QVStatus setScene(const QVIGeomRect& rect, uint32_t startScale, uint32_t endScale);
 
+    using XR3SubblockLocator::subblockPartiallySupportsScene;
+    using XR3SubblockLocator::subblockSupportsScene;
     bool subblockSupportsScene(uint32_t subband, uint32_t subblock) const override;
     bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const override;
 

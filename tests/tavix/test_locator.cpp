@@ -235,6 +235,7 @@ TEST(Locator, PartialSupport) {
     EXPECT_FALSE(locator.subblockPartiallySupportsScene(0, info.getSubblockIndex(0, 1, 1)));
     EXPECT_TRUE(locator.subblockPartiallySupportsScene(0, info.getSubblockIndex(0, 1, 2)));
     EXPECT_FALSE(locator.subblockSupportsScene(0, info.getSubblockIndex(0, 2, 1)));
+    EXPECT_TRUE(locator.subblockSupportsScene(XR3PlaneDesc(0, info.getSubblockIndex(0, 1, 2), 0, 5)));
 }
 
 TEST(Locator, SubbandLevelAndDirections) {
