@@ -15,10 +15,14 @@ constexpr uint8_t kLockWidthByBits[4] = {0, 2, 1, 4};
 
 uint64_t lockWidthBits(uint8_t width) {
     switch (width) {
-    case 1: return kLockWidthHigh;
-    case 2: return kLockWidthLow;
-    case 4: return kLockWidthLow | kLockWidthHigh;
-    default: return 0;
+        case 1:
+            return kLockWidthHigh;
+        case 2:
+            return kLockWidthLow;
+        case 4:
+            return kLockWidthLow | kLockWidthHigh;
+        default:
+            return 0;
     }
 }
 
@@ -131,7 +135,8 @@ QVStatus XR3HeaderPacket::readFixedPart(QVIOStreamReader<true>& reader) {
     if (info.numBands == 0 || info.wordBits != 32 || info.subblockSize == 0)
         return xr3Fail(QVI_STS_Tavix_CorruptFile);
     // Headers of version 0.0 store the sample precision in bits instead of the type.
-    info.dataType = hasPrecisionDataType() ? XR3Type::getDataTypeFromBitsPrecision(dataType) : XR3DataType(dataType);
+    info.dataType =
+        hasPrecisionDataType() ? XR3Type::getDataTypeFromBitsPrecision(dataType) : XR3DataType(dataType);
     info.inputColorSpace = XR3ColorSpace(inputColorSpace);
     info.codedColorSpace = XR3ColorSpace(codedColorSpace);
     info.colorTransform = XR3ColorTransform(colorTransform);

@@ -55,8 +55,10 @@ AxisNeeds axisNeeds(const std::vector<bool>& wanted) {
     AxisNeeds needs{std::vector<bool>((n + 1) / 2, false), std::vector<bool>(n / 2, false)};
     for (int j = 0; j < n; ++j) {
         if (!inputs[j]) continue;
-        if (j % 2 == 0) needs.low[j / 2] = true;
-        else needs.high[j / 2] = true;
+        if (j % 2 == 0)
+            needs.low[j / 2] = true;
+        else
+            needs.high[j / 2] = true;
     }
     return needs;
 }
@@ -115,7 +117,8 @@ std::set<std::pair<uint32_t, uint32_t>> bruteForceSupport(const XR3ImageInfo& in
     return touched;
 }
 
-std::set<std::pair<uint32_t, uint32_t>> locatorSupport(const XR3ImageInfo& info, const XR3SubblockRectLocator& loc) {
+std::set<std::pair<uint32_t, uint32_t>> locatorSupport(const XR3ImageInfo& info,
+                                                       const XR3SubblockRectLocator& loc) {
     std::set<std::pair<uint32_t, uint32_t>> selected;
     for (uint32_t s = 0; s < info.numSubbands; ++s) {
         const uint32_t blocks = uint32_t(info.subbands[s].rows) * info.subbands[s].cols;
@@ -151,8 +154,9 @@ TEST(Locator, SupportMatchesBruteForceDependencies) {
         const int32_t x0 = int32_t(rng() % w), y0 = int32_t(rng() % h);
         const int32_t x1 = x0 + int32_t(rng() % (w - x0)), y1 = y0 + int32_t(rng() % (h - y0));
         const QVIGeomRect rect(x0, y0, x1, y1);
-        SCOPED_TRACE(testing::Message() << width << "x" << height << " n " << n << " levels " << levels << " scale "
-                                        << scale << " rect " << x0 << "," << y0 << "," << x1 << "," << y1);
+        SCOPED_TRACE(testing::Message()
+                     << width << "x" << height << " n " << n << " levels " << levels << " scale " << scale
+                     << " rect " << x0 << "," << y0 << "," << x1 << "," << y1);
         XR3SubblockRectLocator locator(info);
         ASSERT_EQ(locator.setScene(rect, scale, levels), 0u);
         ASSERT_EQ(locatorSupport(info, locator), bruteForceSupport(info, rect, scale));
@@ -231,6 +235,7 @@ TEST(Locator, PartialSupport) {
     EXPECT_FALSE(locator.subblockPartiallySupportsScene(0, info.getSubblockIndex(0, 1, 1)));
     EXPECT_TRUE(locator.subblockPartiallySupportsScene(0, info.getSubblockIndex(0, 1, 2)));
     EXPECT_FALSE(locator.subblockSupportsScene(0, info.getSubblockIndex(0, 2, 1)));
+    EXPECT_TRUE(locator.subblockSupportsScene(XR3PlaneDesc(0, info.getSubblockIndex(0, 1, 2), 0, 5)));
 }
 
 TEST(Locator, SubbandLevelAndDirections) {
@@ -253,13 +258,13 @@ TEST(Locator, RelevantCoefficientsOfACrop) {
     EXPECT_EQ(first, 7);
     EXPECT_EQ(last, 33);
     XR3SubblockLocator::relevantCoefs1(2, 0, 100, 9, 41, first, last);
-    EXPECT_EQ(first, 2);        // 9 >> 2
-    EXPECT_EQ(last, 11);        // (40 >> 2) + 1
+    EXPECT_EQ(first, 2);  // 9 >> 2
+    EXPECT_EQ(last, 11);  // (40 >> 2) + 1
     XR3SubblockLocator::relevantCoefs1(2, 1, 100, 9, 41, first, last);
-    EXPECT_EQ(first, 1);        // one more to the left for a high band
+    EXPECT_EQ(first, 1);  // one more to the left for a high band
     XR3SubblockLocator::relevantCoefs1(3, 1, 10, 0, 400, first, last);
     EXPECT_EQ(first, 0);
-    EXPECT_EQ(last, 6);         // limited to 10 - (1 << 2)
+    EXPECT_EQ(last, 6);  // limited to 10 - (1 << 2)
     XR3SubblockLocator::relevantCoefs1(3, 0, 10, 0, 0, first, last);
     EXPECT_EQ(last, 0);
 }
