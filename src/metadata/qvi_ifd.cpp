@@ -30,11 +30,11 @@ constexpr unsigned short kTypeSRational = 10;
 constexpr unsigned short kTypeLong8 = 16;
 
 QVStatus readFailure() {
-    return qviMetadataFailure(kStsMetadataBadIFDRead);
+    return qviMetadataFailure(QVI_STS_Metadata_BadIFDRead);
 }
 
 QVStatus writeFailure() {
-    return qviMetadataFailure(kStsMetadataBadIFDWrite);
+    return qviMetadataFailure(QVI_STS_Metadata_BadIFDWrite);
 }
 
 unsigned int fieldBytes(bool bigTiff) {
@@ -198,13 +198,13 @@ QVStatus QVIIFD::Entry::init(const Entry& other) {
     const size_t size = static_cast<size_t>(other.getDataSize());
     if (size != 0) {
         m_data = std::malloc(size);
-        if (m_data == nullptr) return qviMetadataFailure(8);
+        if (m_data == nullptr) return qviMetadataFailure(QVI_STS_OutOfMemory);
         std::memcpy(m_data, other.m_data, size);
     }
     m_count = other.m_count;
     if (other.m_subIFD != nullptr) {
         m_subIFD = new (std::nothrow) QVIIFD();
-        if (m_subIFD == nullptr) return qviMetadataFailure(8);
+        if (m_subIFD == nullptr) return qviMetadataFailure(QVI_STS_OutOfMemory);
         return m_subIFD->init(*other.m_subIFD);
     }
     return 0;
@@ -212,7 +212,7 @@ QVStatus QVIIFD::Entry::init(const Entry& other) {
 
 QVStatus QVIIFD::Entry::grow(unsigned long count) {
     const unsigned int width = typeBytes(m_type);
-    if (width != 0 && count > std::numeric_limits<size_t>::max() / width) return qviMetadataFailure(8);
+    if (width != 0 && count > std::numeric_limits<size_t>::max() / width) return qviMetadataFailure(QVI_STS_OutOfMemory);
     const size_t oldSize = static_cast<size_t>(getDataSize());
     const size_t newSize = static_cast<size_t>(count) * width;
     if (newSize == 0) {
@@ -220,7 +220,7 @@ QVStatus QVIIFD::Entry::grow(unsigned long count) {
         m_data = nullptr;
     } else {
         void* data = std::realloc(m_data, newSize);
-        if (data == nullptr) return qviMetadataFailure(8);
+        if (data == nullptr) return qviMetadataFailure(QVI_STS_OutOfMemory);
         if (newSize > oldSize) std::memset(static_cast<uint8_t*>(data) + oldSize, 0, newSize - oldSize);
         m_data = data;
     }
@@ -282,7 +282,7 @@ QVStatus QVIIFD::Entry::read(QVIOStreamInf& stream, bool bigEndian, bool bigTiff
     }
     if (size != 0) {
         m_data = std::malloc(static_cast<size_t>(size));
-        if (m_data == nullptr) return qviMetadataFailure(8);
+        if (m_data == nullptr) return qviMetadataFailure(QVI_STS_OutOfMemory);
         if (!readBytes(stream, m_data, size)) {
             std::free(m_data);
             m_data = nullptr;
@@ -306,7 +306,7 @@ QVStatus QVIIFD::Entry::readSubIFD(QVIOStreamInf& stream, bool bigEndian, bool b
         offset = m_type == kTypeLong ? loadValue<uint32_t>(m_data, 0) : loadValue<uint64_t>(m_data, 0);
     }
     m_subIFD = new (std::nothrow) QVIIFD();
-    if (m_subIFD == nullptr) return qviMetadataFailure(8);
+    if (m_subIFD == nullptr) return qviMetadataFailure(QVI_STS_OutOfMemory);
     if (offset == 0) return 0;
     return m_subIFD->readDirectory(offset, stream, bigEndian, bigTiff, nullptr, context);
 }
@@ -408,7 +408,7 @@ QVStatus QVIIFD::init(const QVIIFD& other) {
 }
 
 QVStatus QVIIFD::addEntry(Entry* entry) {
-    if (entry == nullptr) return qviMetadataFailure(kStsMetadataInternalError);
+    if (entry == nullptr) return qviMetadataFailure(QVI_STS_Metadata_InternalError);
     const auto position = std::lower_bound(m_entries.begin(), m_entries.end(), entry->getTag(),
                                            [](const Entry* e, unsigned short tag) { return e->getTag() < tag; });
     if (position != m_entries.end() && (*position)->getTag() == entry->getTag()) {
@@ -420,15 +420,15 @@ QVStatus QVIIFD::addEntry(Entry* entry) {
         m_entries.insert(position, entry);
     } catch (const std::bad_alloc&) {
         delete entry;
-        return qviMetadataFailure(8);
+        return qviMetadataFailure(QVI_STS_OutOfMemory);
     }
     return 0;
 }
 
 QVStatus QVIIFD::copyAndAddEntry(const Entry* entry) {
-    if (entry == nullptr) return qviMetadataFailure(kStsMetadataInternalError);
+    if (entry == nullptr) return qviMetadataFailure(QVI_STS_Metadata_InternalError);
     Entry* copy = new (std::nothrow) Entry();
-    if (copy == nullptr) return qviMetadataFailure(8);
+    if (copy == nullptr) return qviMetadataFailure(QVI_STS_OutOfMemory);
     const QVStatus status = copy->init(*entry);
     if (status != 0) {
         delete copy;
@@ -459,7 +459,7 @@ QVStatus QVIIFD::readHeader(QVIOStreamInf& stream, bool& bigEndian, bool& bigTif
     } else if (order[0] == 'M' && order[1] == 'M') {
         bigEndian = true;
     } else {
-        return qviMetadataFailure(1);
+        return qviMetadataFailure(QVI_STS_Failure);
     }
     uint16_t version;
     if (!readInteger(stream, bigEndian, version)) return readFailure();
@@ -525,7 +525,7 @@ QVStatus QVIIFD::readDirectory(unsigned long long offset, QVIOStreamInf& stream,
         if (context.entryBudget == 0) return readFailure();
         --context.entryBudget;
         Entry* entry = new (std::nothrow) Entry();
-        if (entry == nullptr) return qviMetadataFailure(8);
+        if (entry == nullptr) return qviMetadataFailure(QVI_STS_OutOfMemory);
         const QVStatus status = entry->read(stream, bigEndian, bigTiff, context);
         if (status != 0) {
             delete entry;

@@ -18,11 +18,11 @@ namespace {
 constexpr uint32_t kMaxDims = 10;
 
 QVStatus readError() {
-    return qviMetadataFailure(kStsMetadataReadError);
+    return qviMetadataFailure(QVI_STS_Metadata_ReadError);
 }
 
 QVStatus corrupt() {
-    return qviMetadataFailure(kStsMetadataCorrupt);
+    return qviMetadataFailure(QVI_STS_Metadata_Corrupt);
 }
 
 // The stored type codes predate the record types and are numbered differently.
@@ -86,7 +86,7 @@ QVStatus readStrings(QVIOStreamInf& stream, uint32_t rawCount, uint64_t remainin
             values.strings.push_back(std::move(text));
         }
     } catch (const std::bad_alloc&) {
-        return qviMetadataFailure(8);
+        return qviMetadataFailure(QVI_STS_OutOfMemory);
     }
     return 0;
 }
@@ -98,7 +98,7 @@ QVStatus readNumbers(QVIOStreamInf& stream, QVIMetadataDataType type, uint32_t c
     try {
         values.numbers.resize(static_cast<size_t>(count) * width);
     } catch (const std::bad_alloc&) {
-        return qviMetadataFailure(8);
+        return qviMetadataFailure(QVI_STS_OutOfMemory);
     }
     if (!readBytes(stream, values.numbers.data(), values.numbers.size())) return readError();
     swapToNative(values.numbers.data(), width, count);
@@ -121,7 +121,7 @@ QVStatus QVIMetadataClassicalReader::read() {
 QVStatus QVIMetadataClassicalReader::readHeader() {
     uint16_t major, minor;
     if (!readInteger(m_stream, true, major) || !readInteger(m_stream, true, minor)) return readError();
-    if (static_cast<int16_t>(major) > 1) return qviMetadataFailure(kStsMetadataVersionUnsupported);
+    if (static_cast<int16_t>(major) > 1) return qviMetadataFailure(QVI_STS_Metadata_VersionUnsupported);
     return 0;
 }
 

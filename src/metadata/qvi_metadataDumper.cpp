@@ -57,7 +57,29 @@ private:
     std::vector<uint32_t> m_indices;
 };
 
+// Standard output as a write-only stream, for a dumper given no stream.
+class StandardOutputStream : public QVIOStreamInf {
+public:
+    bool isEOF() override { return false; }
+    bool isOpen() override { return true; }
+    QVStatus open() override { return 0; }
+    QVStatus close() override { return std::fflush(stdout) == 0 ? 0 : QVI_STS_Failure; }
+    uint32_t read(uint8_t*, uint32_t) override { return 0; }
+    uint32_t write(const uint8_t* buffer, uint32_t count) override {
+        return static_cast<uint32_t>(std::fwrite(buffer, 1, count, stdout));
+    }
+    QVStatus seek(int64_t, QVIOSeekDir) override { return QVI_STS_Failure; }
+    int64_t tell() override { return -1; }
+    QVIOStreamInf* duplicate() override { return nullptr; }
+    QVStatus getLastError() override { return std::ferror(stdout) ? QVI_STS_Failure : 0; }
+    const char* getID() override { return "stdout"; }
+};
+
 }  // namespace
+
+QVIOStreamInf* QVIMetadataDumper::createStandardOutput() {
+    return new StandardOutputStream();
+}
 
 QVIMetadataDumper::QVIMetadataDumper(const QVIMetadataDatabase& database, QVIOStreamInf* stream, bool cutShort)
     : QVIMetadataWriter(database), m_stream(stream), m_ownsStream(false), m_cutShort(cutShort) {
@@ -84,7 +106,7 @@ QVStatus QVIMetadataDumper::print(const char* format, ...) const {
     va_start(args, format);
     const int length = std::vsnprintf(small, sizeof(small), format, args);
     va_end(args);
-    if (length < 0) return qviMetadataFailure(kStsMetadataWriteError);
+    if (length < 0) return qviMetadataFailure(QVI_STS_Metadata_WriteError);
 
     const char* text = small;
     std::vector<char> large;
@@ -98,7 +120,7 @@ QVStatus QVIMetadataDumper::print(const char* format, ...) const {
     const uint32_t count = static_cast<uint32_t>(length);
     if (m_stream->write(reinterpret_cast<const uint8_t*>(text), count) == count) return 0;
     const QVStatus error = m_stream->getLastError();
-    return error != 0 ? error : qviMetadataFailure(kStsMetadataWriteError);
+    return error != 0 ? error : qviMetadataFailure(QVI_STS_Metadata_WriteError);
 }
 
 QVStatus QVIMetadataDumper::write() const {
@@ -106,7 +128,7 @@ QVStatus QVIMetadataDumper::write() const {
     for (uint32_t i = 0; i < count; ++i) {
         const QVIMetadataRecord* record = nullptr;
         if (m_database.getDataByIndex(i, record) != 0 || record == nullptr) {
-            return qviMetadataFailure(kStsMetadataInternalError);
+            return qviMetadataFailure(QVI_STS_Metadata_InternalError);
         }
         QVStatus status = print("Record %d:\n", static_cast<int>(i));
         if (status != 0) return status;
@@ -157,7 +179,7 @@ QVStatus QVIMetadataDumper::writeRecordData(const QVIMetadataRecord& record, uin
         case QVI_METADATA_DATATYPE_FLOAT32: return print("%f", static_cast<double>(loadValue<float>(record, index)));
         case QVI_METADATA_DATATYPE_FLOAT64: return print("%f", loadValue<double>(record, index));
         case QVI_METADATA_DATATYPE_ASCII: return print("%s", loadValue<const char*>(record, index));
-        default: return qviMetadataFailure(kStsMetadataUnsupportedDatatype);
+        default: return qviMetadataFailure(QVI_STS_Metadata_UnsupportedDataType);
     }
 }
 
@@ -166,7 +188,7 @@ QVStatus QVIMetadataDumper::writeFormatted(bool writeUnnamed) const {
     for (uint32_t i = 0; i < count; ++i) {
         const QVIMetadataRecord* record = nullptr;
         if (m_database.getDataByIndex(i, record) != 0 || record == nullptr) {
-            return qviMetadataFailure(kStsMetadataInternalError);
+            return qviMetadataFailure(QVI_STS_Metadata_InternalError);
         }
         if (record->getTag() == QVI_METADATA_TAG_IMAGE_INPUT_NAME && !m_writeInputFilename) continue;
         const char* label = QVIMetadataUtils::lookupProperName(record->getTagName());
