@@ -8,6 +8,7 @@
 #include <limits>
 #include <new>
 
+#include "qv_ioStreamUtils.h"
 #include "qvi_metadataStreamIO.h"
 
 namespace Orvanetics {
@@ -115,7 +116,7 @@ struct QVIIFD::Entry::ReadContext {
     std::vector<unsigned long long> openDirectories;
 
     QVStatus start(QVIOStreamInf& stream, bool bigTiff) {
-        streamEnd = MetadataStreamIO::endPosition(stream);
+        streamEnd = QVIOStreamUtils::getEndPos(&stream);
         if (streamEnd < 0) return readFailure();
         entryBudget = static_cast<unsigned long long>(streamEnd) / (bigTiff ? 20 : 12);
         return 0;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "qv_ioStreamUtils.h"
 #include "qvi_metadataStreamIO.h"
 
 namespace Orvanetics {
@@ -158,7 +159,7 @@ QVStatus QVIMetadataClassicalReader::readRecord(bool& done) {
     const QVIMetadataDataType type = dataTypeFromCode(typeCode);
     if (type == QVI_METADATA_DATATYPE_INVALID) return corrupt();
     const int64_t position = m_stream.tell();
-    const int64_t end = MetadataStreamIO::endPosition(m_stream);
+    const int64_t end = QVIOStreamUtils::getEndPos(&m_stream);
     if (position < 0 || end < 0) return readError();
     const uint64_t remaining = end > position ? static_cast<uint64_t>(end - position) : 0;
 

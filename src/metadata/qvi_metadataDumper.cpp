@@ -6,6 +6,9 @@
 #include <cstring>
 #include <vector>
 
+#include "qv_ioSTDIOStream.h"
+#include "qv_ioStreamUtils.h"
+
 namespace Orvanetics {
 
 namespace {
@@ -57,28 +60,15 @@ private:
     std::vector<uint32_t> m_indices;
 };
 
-// Standard output as a write-only stream, for a dumper given no stream.
-class StandardOutputStream : public QVIOStreamInf {
-public:
-    bool isEOF() override { return false; }
-    bool isOpen() override { return true; }
-    QVStatus open() override { return 0; }
-    QVStatus close() override { return std::fflush(stdout) == 0 ? 0 : QVI_STS_Failure; }
-    uint32_t read(uint8_t*, uint32_t) override { return 0; }
-    uint32_t write(const uint8_t* buffer, uint32_t count) override {
-        return static_cast<uint32_t>(std::fwrite(buffer, 1, count, stdout));
-    }
-    QVStatus seek(int64_t, QVIOSeekDir) override { return QVI_STS_Failure; }
-    int64_t tell() override { return -1; }
-    QVIOStreamInf* duplicate() override { return nullptr; }
-    QVStatus getLastError() override { return std::ferror(stdout) ? QVI_STS_Failure : 0; }
-    const char* getID() override { return "stdout"; }
-};
-
 }  // namespace
 
 QVIOStreamInf* QVIMetadataDumper::createStandardOutput() {
-    return new StandardOutputStream();
+    // Neither step can fail for a fresh stream over stdout; a stream left
+    // closed would still only make the prints fail with a status.
+    auto* stream = new QVSTDIOStream();
+    stream->initialize(stdout);
+    stream->open();
+    return stream;
 }
 
 QVIMetadataDumper::QVIMetadataDumper(const QVIMetadataDatabase& database, QVIOStreamInf* stream, bool cutShort)
@@ -91,8 +81,8 @@ QVIMetadataDumper::QVIMetadataDumper(const QVIMetadataDatabase& database, QVIOSt
 
 QVIMetadataDumper::~QVIMetadataDumper() {
     if (m_ownsStream) {
-        m_stream->close();
-        delete m_stream;
+        static_cast<QVSTDIOStream*>(m_stream)->stdio_fflush();
+        QVIOStreamUtils::closeStream(m_stream);
     }
 }
 
@@ -101,24 +91,11 @@ void QVIMetadataDumper::setWriteInputFilename(bool writeInputFilename) {
 }
 
 QVStatus QVIMetadataDumper::print(const char* format, ...) const {
-    char small[256];
     va_list args;
     va_start(args, format);
-    const int length = std::vsnprintf(small, sizeof(small), format, args);
+    const int length = QVIOStreamUtils::vprint(m_stream, format, args);
     va_end(args);
-    if (length < 0) return qviMetadataFailure(QVI_STS_Metadata_WriteError);
-
-    const char* text = small;
-    std::vector<char> large;
-    if (static_cast<size_t>(length) >= sizeof(small)) {
-        large.resize(static_cast<size_t>(length) + 1);
-        va_start(args, format);
-        std::vsnprintf(large.data(), large.size(), format, args);
-        va_end(args);
-        text = large.data();
-    }
-    const uint32_t count = static_cast<uint32_t>(length);
-    if (m_stream->write(reinterpret_cast<const uint8_t*>(text), count) == count) return 0;
+    if (length >= 0) return 0;
     const QVStatus error = m_stream->getLastError();
     return error != 0 ? error : qviMetadataFailure(QVI_STS_Metadata_WriteError);
 }

@@ -59,14 +59,5 @@ bool writeInteger(QVIOStreamInf& stream, bool bigEndian, T value) {
     return writeBytes(stream, bytes, sizeof(T));
 }
 
-// The position of the stream's end, the position left unchanged; -1 on failure.
-inline int64_t endPosition(QVIOStreamInf& stream) {
-    const int64_t here = stream.tell();
-    if (here < 0 || stream.seek(0, QVIO_SEEK_END) != 0) return -1;
-    const int64_t end = stream.tell();
-    if (stream.seek(here, QVIO_SEEK_BEGIN) != 0) return -1;
-    return end;
-}
-
 }  // namespace MetadataStreamIO
 }  // namespace Orvanetics

@@ -4,6 +4,9 @@
 #include <cstring>
 
 #include "metadata_testStream.h"
+#include "qv_ioDynamicMemStream.h"
+#include "qv_ioMemStream.h"
+#include "qv_ioStreamUtils.h"
 #include "qvi_metadataClassicalReader.h"
 
 using namespace Orvanetics;
@@ -171,4 +174,32 @@ TEST(ClassicalReader, StreamErrorOfAFailedKeyPassesThrough) {
     stream.setFailureStatus(145012);
     QVIMetadataDatabase db;
     EXPECT_EQ(QVIMetadataClassicalReader(db, stream).read(), 145012u);
+}
+
+TEST(ClassicalReader, ReadsThroughTheLibraryStreams) {
+    ClassicalStreamBuilder b;
+    b.header(1, 0);
+    b.head(102, "IMAGE::INPUT_NAME", 5, 1, {1}).text("scan.tif");
+    b.head(118, "IMAGE::COMPRESSION_VERSION", 10, 3, {3}).u32(3).u32(1).u32(0);
+    b.head(11, "IMAGE::EOM", 1, 1, {1}).u8(0);
+    std::vector<uint8_t> bytes = b.bytes();
+
+    // A memory block, and a temporary stream written first and rewound, as a
+    // container hands its packet bytes over.
+    QVIOMemStream memory;
+    ASSERT_EQ(memory.initialize(bytes.data(), static_cast<uint32_t>(bytes.size())), 0u);
+    ASSERT_EQ(memory.open(), 0u);
+    QVIOStreamInf* temporary = QVIOStreamUtils::openTempStream();
+    ASSERT_NE(temporary, nullptr);
+    ASSERT_EQ(temporary->write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size());
+    ASSERT_EQ(temporary->seek(0, QVIO_SEEK_BEGIN), 0u);
+
+    for (QVIOStreamInf* stream : {static_cast<QVIOStreamInf*>(&memory), temporary}) {
+        QVIMetadataDatabase db;
+        ASSERT_EQ(QVIMetadataClassicalReader(db, *stream).read(), 0u);
+        ASSERT_EQ(db.getIndexCount(), 2u);
+        EXPECT_STREQ(valueAt<const char*>(record(db, "IMAGE::INPUT_NAME"), 0), "scan.tif");
+        EXPECT_EQ(valueAt<int32_t>(record(db, "IMAGE::COMPRESSION_VERSION"), 0), 3);
+    }
+    QVIOStreamUtils::closeStream(temporary);
 }

@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "metadata_testStream.h"
+#include "qv_ioStreamUtils.h"
+#include "qv_ioDynamicMemStream.h"
+#include "qv_ioSubStream.h"
 #include "qvi_ifd.h"
 
 using namespace Orvanetics;
@@ -542,4 +545,29 @@ TEST(IFD, DumpNamesTagsTypesAndSubDirectories) {
     EXPECT_NE(text.find("\n        Tag 36867 (DateTimeOriginal): ASCII"), std::string::npos) << text;
     EXPECT_NE(text.find("\n              Tag 1 (InteroperabilityIndex): ASCII"), std::string::npos) << text;
     EXPECT_NE(text.find("\n        Tag 0 (VersionID): Byte, count 4: 2 3 0 0\n"), std::string::npos) << text;
+}
+
+TEST(IFD, BlobInsideALargerStreamThroughASubStream) {
+    // Offsets count from the blob's start, so a blob inside a container is
+    // read through a sub-stream over its bytes.
+    QVIIFD original;
+    buildRichIFD(original, false);
+    QVIOStreamInf* container = QVIOStreamUtils::openTempStream();
+    ASSERT_NE(container, nullptr);
+    const std::vector<uint8_t> prefix(101, 0xEE);
+    ASSERT_EQ(container->write(prefix.data(), static_cast<uint32_t>(prefix.size())), prefix.size());
+    QVIOSubStream* blobWriter = new QVIOSubStream();
+    ASSERT_EQ(blobWriter->initialize(container, 101, INT64_MAX, false), 0u);
+    ASSERT_EQ(blobWriter->open(), 0u);
+    ASSERT_EQ(original.write(*blobWriter, true, false), 0u);
+    const int64_t blobEnd = container->tell();
+    delete blobWriter;
+    ASSERT_EQ(container->write(prefix.data(), 7), 7u);  // something after the blob
+
+    QVIOSubStream blob;
+    ASSERT_EQ(blob.initialize(container, 101, blobEnd, true), 0u);
+    ASSERT_EQ(blob.open(), 0u);
+    QVIIFD read;
+    ASSERT_EQ(read.readFirstIFD(blob), 0u);
+    expectSameIFD(original, read);
 }
