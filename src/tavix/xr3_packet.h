@@ -8,7 +8,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "xr3_db.h"
 
@@ -186,6 +188,25 @@ public:
     uint8_t getVersionMinor() const { return getPacketType().getMinorVersion(); }
 };
 
+// Payload bytes owned by a packet.
+class XR3PacketBytes {
+public:
+    // Copies length bytes; 2012 when out of memory (then unchanged).
+    QVStatus assign(const uint8_t* data, uint32_t length);
+    // Reads length bytes; on failure nothing is kept. The caller has
+    // checked length against the stream.
+    QVStatus read(QVIOStreamReader<true>& reader, uint32_t length);
+    QVStatus write(QVIOStreamWriter<true>& writer) const;
+
+    const uint8_t* data() const { return m_data.get(); }
+    uint32_t size() const { return m_size; }
+    bool operator==(const XR3PacketBytes& other) const;
+
+private:
+    std::unique_ptr<uint8_t[]> m_data;
+    uint32_t m_size = 0;
+};
+
 // A packet whose payload is kept as raw bytes and written back unchanged.
 class XR3RawPacket : public XR3Packet {
 public:
@@ -200,18 +221,39 @@ public:
     QVStatus write(QVIOStreamWriter<true>& writer) override;
 
     // Copies the bytes; 2012 when out of memory.
-    QVStatus setRawData(const uint8_t* data, uint32_t length);
-    const uint8_t* getRawData() const { return m_data.get(); }
-    uint32_t getRawDataLength() const { return m_length; }
-
-protected:
-    // Copies the other packet's bytes into this new packet; false when out of memory.
-    bool copyRawDataFrom(const XR3RawPacket& other);
+    QVStatus setRawData(const uint8_t* data, uint32_t length) { return m_bytes.assign(data, length); }
+    // Copies the other packet's bytes; 2012 when out of memory.
+    QVStatus copyRawData(const XR3RawPacket& other) { return setRawData(other.getRawData(), other.getRawDataLength()); }
+    const uint8_t* getRawData() const { return m_bytes.data(); }
+    uint32_t getRawDataLength() const { return m_bytes.size(); }
 
 private:
-    std::unique_ptr<uint8_t[]> m_data;
-    uint32_t m_length = 0;
+    XR3PacketBytes m_bytes;
 };
+
+// A new packet, or null when out of memory (also when its constructor
+// throws QVUtilException because it could not copy its type).
+template <class T, class... Args>
+T* newXR3Packet(Args&&... args) noexcept {
+    try {
+        return new (std::nothrow) T(std::forward<Args>(args)...);
+    } catch (const QVUtilException&) {
+        return nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+// A new packet of the class and type of source, with a copy of its bytes.
+template <class T>
+T* copyRawPacket(const T& source) {
+    T* copy = newXR3Packet<T>(source.getPacketType());
+    if (copy && copy->copyRawData(source)) {
+        delete copy;
+        return nullptr;
+    }
+    return copy;
+}
 
 // A packet of a type this library does not interpret (type 0).
 class XR3UnknownPacket : public XR3RawPacket {
