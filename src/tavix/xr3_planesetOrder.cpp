@@ -233,4 +233,43 @@ void SBCPSubblockIter::moveTo(uint32_t band, uint64_t index) {
     setInvalid();
 }
 
+// ---------------------------------------------------------------------------
+// XR3PlaneDescIter
+
+bool XR3PlaneDescIter::init(const XR3ImageInfo& info, uint32_t order) {
+    m_subblocks = XR3SubblockIter::create(order);
+    m_numBands = info.numBands;
+    m_desc = XR3PlaneDesc();
+    if (!m_subblocks) return false;
+    if (m_subblocks->init(info) != 0 || m_numBands == 0) {
+        m_subblocks.reset();
+        return false;
+    }
+    return true;
+}
+
+void XR3PlaneDescIter::begin() {
+    m_subblocks->begin();
+    settle(0, 0);
+}
+
+XR3PlaneDescIter& XR3PlaneDescIter::operator+=(uint64_t n) {
+    if (!isValid()) return *this;
+    const uint64_t perSubblock = uint64_t(kXR3PlanesPerBand) * m_numBands;
+    uint64_t offset = uint64_t(m_desc.component) * kXR3PlanesPerBand + m_desc.plane + n % perSubblock;
+    const uint64_t steps = n / perSubblock + offset / perSubblock;
+    offset %= perSubblock;
+    if (steps > 0) *m_subblocks += steps;
+    settle(uint16_t(offset / kXR3PlanesPerBand), uint8_t(offset % kXR3PlanesPerBand));
+    return *this;
+}
+
+void XR3PlaneDescIter::settle(uint16_t component, uint8_t plane) {
+    if (!m_subblocks->isValid()) {
+        m_desc = XR3PlaneDesc();
+        return;
+    }
+    m_desc = XR3PlaneDesc(m_subblocks->subband, m_subblocks->subblock, component, plane);
+}
+
 }  // namespace Orvanetics
