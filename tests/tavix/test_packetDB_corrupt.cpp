@@ -15,11 +15,21 @@ using namespace TavixFixture;
 
 namespace {
 
+// The header payload of a 16 x 16 grey byte image of one level.
+const std::vector<uint8_t> kHeaderPayload = {
+    0, 0, 0, 0, 0, 0, 0, 2,  // flags
+    0, 0, 0, 16, 0, 0, 0, 16,  // width, height
+    1, 0, 1, 32, 0, 64, 5,  // levels, bands, word bits, subblock size, data type
+    0, 0, 0, 0, 0, 0, 0, 255,  // range
+    1, 1, 1,  // colour spaces and transform
+    0, 0, 0, 0, 0, 0,  // coding kinds
+};
+
 // An indexed file with a packet of every class, plus appended packets.
 std::vector<uint8_t> sampleFile() {
     PacketFileWriter writer;
     writer.setIndex(IndexKind::Major1, 1);
-    writer.addRawPacket(XR3PacketType(XR3_PACKET_HEADER, 0, 0, 1, 0, 0), {1, 2, 3, 4});
+    writer.addRawPacket(XR3PacketType(XR3_PACKET_HEADER, 0, 0, 1, 0, 0), kHeaderPayload);
     auto meta = std::make_unique<XR3MetadataPacket>(3, 0, 1);
     const uint8_t text[] = {'g', 'e', 'o', 'r', 'e', 'f'};
     meta->setMetadata(text, sizeof(text));
