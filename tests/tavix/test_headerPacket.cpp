@@ -9,6 +9,7 @@
 
 #include "qv_ioDynamicMemStream.h"
 #include "qv_ioMemStream.h"
+#include "tavix_fixtureWriter.h"
 #include "xr3_headerPacket.h"
 
 using namespace Orvanetics;
@@ -347,4 +348,43 @@ TEST(HeaderPacket, CopyKeepsEverything) {
     EXPECT_TRUE(copy->isMSESecure());
     copy->getImageInfo().rangeMax = 1;
     EXPECT_FALSE(samePacket(*copy, packet));
+}
+
+TEST(HeaderPacket, LoadsFromAPacketFile) {
+    // Two images, one of them quantized: each header comes back from the
+    // packet database as a header packet with its own image number.
+    XR3ImageInfo plain = baseInfo();
+    plain.imageNumber = 0;
+    XR3ImageInfo quantized = baseInfo();
+    quantized.imageNumber = 1;
+    quantized.dataType = XR3_DATATYPE_FLOAT32;
+    std::vector<QuantizationInfo> q(quantized.numBands);
+    q[0].step = q[1].step = 0.5f;
+    q[0].offset = q[1].offset = 1.0f;
+    ASSERT_EQ(quantized.setQuantizationInfo(q.data(), false), 0u);
+    TavixFixture::PacketFileWriter writer;
+    writer.addPacket(std::make_unique<XR3HeaderPacket>(plain));
+    writer.addPacket(std::make_unique<XR3HeaderPacket>(quantized));
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(writer.writeToBytes(bytes), 0u);
+
+    auto stream = TavixFixture::openMemStream(bytes);
+    XR3PacketDB db;
+    QVIOStreamReader<true> reader(*stream);
+    ASSERT_EQ(db.loadImage(reader), 0u);
+    for (const XR3ImageInfo* expected : {&plain, &quantized}) {
+        XR3HeaderPacket* packet = nullptr;
+        ASSERT_EQ(db.findSinglePacketOf(XR3PacketDB::createPacketType(XR3_PACKET_HEADER, XR3PacketType::ANY_SUBTYPE,
+                                                                      XR3PacketType::ANY_SUBSUBTYPE,
+                                                                      expected->imageNumber),
+                                        packet),
+                  0u);
+        ASSERT_NE(packet, nullptr);
+        const XR3ImageInfo& info = packet->getImageInfo();
+        EXPECT_EQ(info.imageNumber, expected->imageNumber);
+        EXPECT_EQ(info.dataType, expected->dataType);
+        EXPECT_EQ(info.hasQuantization(), expected->hasQuantization());
+        EXPECT_EQ(info.numSubblocks, expected->numSubblocks);
+        EXPECT_EQ(packet->getVersionMinor(), expected->hasQuantization() ? 1 : 0);
+    }
 }
