@@ -211,7 +211,6 @@ private:
 class XR3RawPacket : public XR3Packet {
 public:
     using XR3Packet::XR3Packet;
-    using XR3Packet::operator==;
 
     // Types and bytes equal.
     bool operator==(const XR3Packet& other) const override;
@@ -283,7 +282,6 @@ public:
     explicit XR3ContentsPacket(const XR3PacketType& type);
     ~XR3ContentsPacket() override;
 
-    using XR3Packet::operator==;
     // Types and overview image numbers equal.
     bool operator==(const XR3Packet& other) const override;
     // An unbound copy with the overview number and the index bytes.
@@ -339,7 +337,6 @@ public:
     explicit XR3PlanesetPacket(uint32_t imageNumber);
     explicit XR3PlanesetPacket(const XR3PacketType& type) : XR3Packet(type) {}
 
-    using XR3Packet::operator==;
     // Types, order, layout and dataLength equal.
     bool operator==(const XR3Packet& other) const override;
     XR3PlanesetPacket* createCopy() const override;
@@ -379,7 +376,6 @@ public:
     explicit XR3XR2Packet(uint32_t imageNumber);
     explicit XR3XR2Packet(const XR3PacketType& type) : XR3Packet(type) {}
 
-    using XR3Packet::operator==;
     // Types and offsets equal.
     bool operator==(const XR3Packet& other) const override;
     XR3XR2Packet* createCopy() const override;
