@@ -291,7 +291,8 @@ public:
     // second fills it with the overview number and the collected headers.
     QVStatus write(QVIOStreamWriter<true>& writer) override;
 
-    // Makes this packet db's index: its stream collects db's headers on write.
+    // Makes this packet db's index: its stream collects db's headers on
+    // write. db must be the database that holds (and outlives) the packet.
     void attachDatabase(XR3PacketDB& db);
     uint32_t getOverviewImageNumber() const { return m_overviewImageNumber; }
     void setOverviewImageNumber(uint32_t number) { m_overviewImageNumber = number; }
@@ -299,6 +300,8 @@ public:
     QVIOStreamInf& getIndexStream() const { return *m_indexStream; }
     // Bytes of index headers held (the index stream's position).
     long long getIndexLength() const;
+    // Forgets a reservation left by a write that stopped between its passes.
+    void cancelReservation() { m_reservedSize = 0; }
 
 private:
     void openIndexStream();
@@ -445,6 +448,9 @@ public:
     void setVersion(const XR3Version& version) { m_version = version; }
 
 private:
+    // Index packets start their two passes afresh with every write.
+    void cancelIndexReservations() const;
+
     XR3Version m_version;
 };
 

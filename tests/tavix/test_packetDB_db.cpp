@@ -218,6 +218,30 @@ TEST(PacketDBWrite, InterruptStopsTheWrite) {
     EXPECT_EQ(2u * 12u, out.stream.getLength()) << "two packets of an 11-byte header and 1 byte";
 }
 
+// A write stopped between the passes leaves nothing behind for the next one.
+TEST(PacketDBWrite, WriteAfterAnInterruptedOneIsWhole) {
+    auto fill = [](XR3PacketDB& db) {
+        db.addProxyByObject(new XR3ContentsPacket(db, 2));
+        db.addProxyByObject(rawPacket(type(XR3_PACKET_UNKNOWN, 1, 0), {1, 2}));
+        db.addProxyByObject(rawPacket(type(XR3_PACKET_SECURITY, 0, 3), {3}));
+    };
+    XR3PacketDB reference;
+    fill(reference);
+    MemOut expected;
+    ASSERT_EQ(0u, reference.write(expected.writer));
+
+    XR3PacketDB db;
+    fill(db);
+    CountdownInterrupt interrupt(1);
+    db.setInterruptDelegate(&interrupt);
+    MemOut stopped;
+    EXPECT_EQ(2007u, db.write(stopped.writer));
+    db.setInterruptDelegate(nullptr);
+    MemOut whole;
+    ASSERT_EQ(0u, db.write(whole.writer));
+    EXPECT_EQ(expected.bytes(), whole.bytes());
+}
+
 TEST(PacketDBWrite, PacketsWithoutWriterGive2014) {
     XR3PacketDB db;
     db.addProxyByObject(new XR3XR2Packet(1));

@@ -213,6 +213,41 @@ TEST(PacketDBWalk, IndexedWalkReadsOnlyTheIndex) {
     }
 }
 
+// Headers with version bytes of major 0 (a planeset of minor 1) in an index
+// whose room fits them, as another encoder may write it.
+TEST(PacketDBWalk, IndexWithVersionBytesOfMajorZero) {
+    const std::vector<uint8_t> prefix = {1, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0xAB, 0xCD};
+    PacketFileWriter writer;
+    writer.setIndex(IndexKind::Major1Measured, 0);
+    writer.addRawPacket(XR3PacketType(XR3_PACKET_PLANESET, 0, 0, 0, 0, 1), prefix);
+    writer.addRawPacket(unknownType(4), {1, 2});
+    writer.appendRawPacket(XR3PacketType(XR3_PACKET_UNKNOWN, 0, 0, 0, 0, 3), {3});
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writer.writeToBytes(bytes));
+    std::vector<PacketLayout> layout = describePackets(bytes);
+    ASSERT_EQ(4u, layout.size());
+    EXPECT_EQ(12, layout[1].headerLength) << "the planeset header carries its version bytes";
+
+    auto mem = openMemStream(bytes);
+    CountingStream counting(*mem);
+    XR3PacketDB db;
+    ASSERT_EQ(0u, load(db, counting));
+    ASSERT_EQ(4u, db.getNumObjects());
+    size_t i = 0;
+    for (DBObjectProxy* proxy : db.getProxies()) {
+        EXPECT_EQ(layout[i].payloadPosition, streamImp(proxy)->getOffset()) << i;
+        ++i;
+    }
+    EXPECT_FALSE(counting.touched(layout[1].headerPosition, layout[2].payloadPosition + 2));
+
+    XR3PlanesetPacket* planeset = nullptr;
+    ASSERT_EQ(0u, db.findSinglePacketOf(XR3PacketDB::createPacketType(XR3_PACKET_PLANESET), planeset));
+    ASSERT_NE(nullptr, planeset);
+    EXPECT_TRUE(planeset->hasWideLengths());
+    EXPECT_EQ(2, planeset->getDataLength());
+    EXPECT_EQ(layout[1].payloadPosition + 10, planeset->getDataStart());
+}
+
 TEST(PacketDBWalk, LoadReadsTheStreamOnceThenKeepsTheObject) {
     Fixture f = makeFixture(IndexKind::Major1, false, false);
     auto mem = openMemStream(f.bytes);
