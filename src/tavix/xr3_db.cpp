@@ -3,8 +3,8 @@
 #include <limits>
 #include <new>
 
-#include "qv_ioNullStream.h"
 #include "qv_ioDynamicMemStream.h"
+#include "qv_ioNullStream.h"
 #include "qv_ioStreamUtils.h"
 
 namespace Orvanetics {
@@ -48,6 +48,7 @@ bool DBObject::operator==(const DBObject& other) const { return *m_type == *othe
 QVStatus DBObjectProxyImp::write(QVIOStreamWriter<true>& writer,
                                  QVIOStreamWriter<true>& indexWriter) {
     const DBObjectType& type = m_proxy.getType();
+    m_rewritePosition = 0;
     long long headerPos = writer.tell();
     if (headerPos < 0) return xr3DBFail(QVI_STS_Tavix_WriteError);
     long long lengthFieldPosition = 0;

@@ -16,7 +16,6 @@ public:
     XR3MetadataPacket(uint32_t subType, uint32_t subSubType, uint32_t imageNumber);
     explicit XR3MetadataPacket(const XR3PacketType& type) : XR3Packet(type) {}
 
-    using XR3Packet::operator==;
     // Types and bytes equal.
     bool operator==(const XR3Packet& other) const override;
     XR3MetadataPacket* createCopy() const override;

@@ -31,7 +31,7 @@ QVStatus checkedPayloadLength(QVIOStreamReader<true>& reader, long long length,
     return 0;
 }
 
-// Copies count bytes (count < 0: all) from src's start into dst, leaving
+// Copies count bytes from src's start into dst, leaving
 // src where it was.
 QVStatus copyFromStart(QVIOStreamInf& dst, QVIOStreamInf& src, long long count) {
     int64_t resume = src.tell();

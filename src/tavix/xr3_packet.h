@@ -171,6 +171,12 @@ private:
 };
 
 // A packet: an object of the packet database with an XR3PacketType.
+//
+// A packet class has a constructor from an XR3PacketType (what
+// XR3PacketDB::createPacket calls when a file is loaded), createCopy, read,
+// write and operator==(const XR3Packet&). Override that operator without a
+// using-declaration of the base class's operator==: with both overloads in
+// the class, comparing two of its objects is ambiguous in C++20.
 class XR3Packet : public DBObject {
 public:
     explicit XR3Packet(const XR3PacketType& type) : DBObject(type) {}
@@ -211,7 +217,6 @@ private:
 class XR3RawPacket : public XR3Packet {
 public:
     using XR3Packet::XR3Packet;
-    using XR3Packet::operator==;
 
     // Types and bytes equal.
     bool operator==(const XR3Packet& other) const override;
@@ -283,7 +288,6 @@ public:
     explicit XR3ContentsPacket(const XR3PacketType& type);
     ~XR3ContentsPacket() override;
 
-    using XR3Packet::operator==;
     // Types and overview image numbers equal.
     bool operator==(const XR3Packet& other) const override;
     // An unbound copy with the overview number and the index bytes.
@@ -293,7 +297,8 @@ public:
     // second fills it with the overview number and the collected headers.
     QVStatus write(QVIOStreamWriter<true>& writer) override;
 
-    // Makes this packet db's index: its stream collects db's headers on write.
+    // Makes this packet db's index: its stream collects db's headers on
+    // write. db must be the database that holds (and outlives) the packet.
     void attachDatabase(XR3PacketDB& db);
     uint32_t getOverviewImageNumber() const { return m_overviewImageNumber; }
     void setOverviewImageNumber(uint32_t number) { m_overviewImageNumber = number; }
@@ -301,6 +306,8 @@ public:
     QVIOStreamInf& getIndexStream() const { return *m_indexStream; }
     // Bytes of index headers held (the index stream's position).
     long long getIndexLength() const;
+    // Forgets a reservation left by a write that stopped between its passes.
+    void cancelReservation() { m_reservedSize = 0; }
 
 private:
     void openIndexStream();
@@ -339,7 +346,6 @@ public:
     explicit XR3PlanesetPacket(uint32_t imageNumber);
     explicit XR3PlanesetPacket(const XR3PacketType& type) : XR3Packet(type) {}
 
-    using XR3Packet::operator==;
     // Types, order, layout and dataLength equal.
     bool operator==(const XR3Packet& other) const override;
     XR3PlanesetPacket* createCopy() const override;
@@ -379,7 +385,6 @@ public:
     explicit XR3XR2Packet(uint32_t imageNumber);
     explicit XR3XR2Packet(const XR3PacketType& type) : XR3Packet(type) {}
 
-    using XR3Packet::operator==;
     // Types and offsets equal.
     bool operator==(const XR3Packet& other) const override;
     XR3XR2Packet* createCopy() const override;
@@ -449,6 +454,9 @@ public:
     void setVersion(const XR3Version& version) { m_version = version; }
 
 private:
+    // Index packets start their two passes afresh with every write.
+    void cancelIndexReservations() const;
+
     XR3Version m_version;
 };
 

@@ -45,11 +45,19 @@ QVStatus XR3PacketDB::loadImage(QVIOStreamReader<true>& reader) {
 
 QVStatus XR3PacketDB::write(QVIOStreamWriter<true>& writer) const {
     if (QVStatus status = m_version.write(writer)) return status;
-    return DB::write(writer);
+    return writeExcludingVersion(writer);
 }
 
 QVStatus XR3PacketDB::writeExcludingVersion(QVIOStreamWriter<true>& writer) const {
+    cancelIndexReservations();
     return DB::write(writer);
+}
+
+void XR3PacketDB::cancelIndexReservations() const {
+    for (const DBObjectProxy* proxy : getProxies()) {
+        if (auto* contents = dynamic_cast<XR3ContentsPacket*>(proxy->getObject()))
+            contents->cancelReservation();
+    }
 }
 
 XR3PacketType* XR3PacketDB::createObjectType() const { return new (std::nothrow) XR3PacketType(); }

@@ -87,13 +87,28 @@ uint64_t OrderingPipe::get_ordering(uint32_t subband, uint32_t row, uint32_t col
 }
 
 OrderingPipe::Group OrderingPipe::findGroup(uint64_t sequence) const {
-    // Smallest bound whose finished rows cover the sequence position.
+    // Smallest bound whose finished rows cover the sequence position. The
+    // positions grow almost linearly with the bound, so interpolation finds
+    // it in a few steps; every other step halves, for the worst case.
     uint64_t lo = 0, hi = m_maxBound;
-    while (lo < hi) {
-        const uint64_t mid = lo + (hi - lo) / 2;
-        if (positionsFinishedBy(mid) > sequence) hi = mid;
-        else lo = mid + 1;
+    uint64_t atLo = 0, atHi = m_numCompletePositions;  // positionsFinishedBy(lo), (hi)
+    for (bool interpolate = true; hi - lo > 1; interpolate = !interpolate) {
+        uint64_t mid = lo + (hi - lo) / 2;
+        if (interpolate) {
+            const long double share = (long double)(sequence + 1 - atLo) / (long double)(atHi - atLo);
+            mid = lo + uint64_t(share * (long double)(hi - lo));
+            mid = std::clamp(mid, lo + 1, hi - 1);
+        }
+        const uint64_t atMid = positionsFinishedBy(mid);
+        if (atMid > sequence) {
+            hi = mid;
+            atHi = atMid;
+        } else {
+            lo = mid;
+            atLo = atMid;
+        }
     }
+    lo = hi;
     // The rows finished exactly at line lo - 3, in subband order.
     uint64_t start = positionsFinishedBy(lo - 1);
     for (uint32_t s = 0; s < m_bands.size(); ++s) {

@@ -24,6 +24,7 @@ public:
     static constexpr QVStatus kStsBadParam = 3;                   // "bad function parameter"
     static constexpr QVStatus kStsUnsupportedColorSpace = 50402;  // "unsupported colorspace"
     static constexpr QVStatus kStsUnsupportedDataType = 50403;    // "unsupported datatype"
+    static constexpr QVStatus kStsStripWiderThanScene = 50027;    // "specified scene size differs from buffer size"
     static constexpr QVStatus kStsPNGOutOfMemory = 50464;         // "PNG: out of memory"
     static constexpr QVStatus kStsPNGLibError = 50465;            // "PNG: libpng error '%s'"
 
@@ -56,33 +57,34 @@ public:
     QVStatus writeBegin(const QVIScene& scene) override;
     QVStatus writeStrip(QVISceneBuffer& buffer, const QVIScene& stripScene) override;
     QVStatus writeEnd() override;
-    QVStatus deleteOutput() override;
 
     // The text of the last library failure.
     const std::string& getLibraryErrorText() const { return m_errorText; }
 
-    // Library callbacks; not for callers.
+    // Library callbacks; not for callers. The error text is kept for the status.
     void onLibraryError(const char* message);
-    QVStatus writeToOutput(const uint8_t* data, size_t length);
+    // False when the output took fewer bytes than given.
+    bool writeToOutput(const uint8_t* data, size_t length);
 
 private:
     struct Library;
 
     bool isPaletteOutput() const;
     int getColorType() const;
-    QVStatus beginLibrary(const QVIScene& scene);
-    QVStatus writeChunksBeforeImage(uint32_t width, uint32_t height);
-    QVStatus writeRow(const uint8_t* row);
+    uint32_t getSamplesPerPixel() const;
+    QVStatus createLibrary();
+    QVStatus writePNGHeader(const QVIScene& scene);
+    QVStatus composeRow(const QVISceneBuffer& buffer, uint32_t row);
     QVStatus finishLibrary();
     void destroyLibrary();
     QVStatus libraryFailure();
 
     QVStatus writePalettised(const QVIScene& scene);
-    QVStatus buildPalette(const QVISceneBuffer& image, std::vector<uint8_t>& indices);
+    QVStatus writeIndexedRows(const std::vector<uint8_t>& indices, uint32_t width, uint32_t height);
 
     Library* m_library = nullptr;
     std::vector<std::array<uint8_t, 3>> m_palette;
-    uint8_t m_transparentIndex = 0;
+    int m_transparentIndex = -1;
     bool m_writeTransparencyColor = false;
     bool m_addAlphaBand = false;
     uint32_t m_paletteSizeAsked = 0;
@@ -90,6 +92,8 @@ private:
     int m_scanlineFilter = 0;
     std::string m_errorText;
     std::vector<uint8_t> m_rowBuffer;
+    uint32_t m_rowsWritten = 0;
+    uint32_t m_height = 0;
 };
 
 }  // namespace Orvanetics

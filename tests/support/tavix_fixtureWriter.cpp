@@ -1,10 +1,51 @@
 #include "tavix_fixtureWriter.h"
 
 #include "qv_ioDynamicMemStream.h"
+#include "qv_ioNullStream.h"
+#include "qv_ioStreamUtils.h"
 
 namespace TavixFixture {
 
 namespace {
+
+// An index whose room is what the headers take as written.
+class MeasuredIndexPacket : public XR3ContentsPacket {
+public:
+    MeasuredIndexPacket(XR3PacketDB& db, uint32_t overviewImageNumber)
+        : XR3ContentsPacket(db, overviewImageNumber), m_db(db) {}
+
+    QVStatus write(QVIOStreamWriter<true>& writer) override {
+        if (m_reserved == 0) return reserve(writer);
+        long long indexLength = m_reserved - 4;
+        m_reserved = 0;
+        if (QVStatus status = writer.writeUint32(getOverviewImageNumber())) return status;
+        if (getIndexLength() != indexLength) return QVI_STS_Tavix_WriteError;
+        QVIOStreamInf& index = getIndexStream();
+        if (index.seek(0, QVIO_SEEK_BEGIN)) return QVI_STS_Tavix_IOError;
+        QVStatus status = QVIOStreamUtils::copyStream(&writer.getStream(), &index,
+                                                      static_cast<uint64_t>(indexLength));
+        index.seek(indexLength, QVIO_SEEK_BEGIN);
+        return status;
+    }
+
+private:
+    QVStatus reserve(QVIOStreamWriter<true>& writer) {
+        QVIONullStream measure;
+        measure.open();
+        QVIOStreamWriter<true> measuring(measure);
+        long long lengthField = 0;
+        for (const DBObjectProxy* proxy : m_db.getProxies()) {
+            if (QVStatus status = proxy->getType().writeHeader(measuring, lengthField)) return status;
+        }
+        m_reserved = 4 + measuring.tell();
+        if (writer.skip(m_reserved - 1)) return QVI_STS_Tavix_WriteError;
+        if (QVStatus status = writer.writeUint8(0)) return status;
+        return QVI_STS_Tavix_DBObjectNeedsRewrite;
+    }
+
+    XR3PacketDB& m_db;
+    long long m_reserved = 0;
+};
 
 // Adds the packets to db; the database takes them.
 QVStatus addAll(XR3PacketDB& db, std::vector<std::unique_ptr<XR3Packet>>& packets) {
@@ -55,15 +96,23 @@ PacketFileWriter& PacketFileWriter::setFinalLengthToEnd(bool toEnd) {
     return *this;
 }
 
+XR3ContentsPacket* PacketFileWriter::makeIndex(XR3PacketDB& db) const {
+    switch (m_indexKind) {
+    case IndexKind::None: return nullptr;
+    case IndexKind::Major0: return new XR3ContentsPacket(db, m_overviewImageNumber, 0);
+    case IndexKind::Major1: return new XR3ContentsPacket(db, m_overviewImageNumber, 1);
+    case IndexKind::Major1Measured: return new MeasuredIndexPacket(db, m_overviewImageNumber);
+    }
+    return nullptr;
+}
+
 // The listed packets go through one database (with the index packet, which
 // collects their headers), the appended ones through a second database
 // without index, behind them.
 QVStatus PacketFileWriter::write(QVIOStreamInf& stream) {
     XR3PacketDB listed;
     listed.setVersion(m_version);
-    if (m_indexKind != IndexKind::None) {
-        uint8_t major = m_indexKind == IndexKind::Major1 ? 1 : 0;
-        auto* contents = new XR3ContentsPacket(listed, m_overviewImageNumber, major);
+    if (XR3ContentsPacket* contents = makeIndex(listed)) {
         if (!listed.addProxyByObject(contents)) return QVI_STS_Tavix_OutOfMemory;
     }
     if (QVStatus status = addAll(listed, m_listed)) return status;

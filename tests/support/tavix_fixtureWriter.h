@@ -31,6 +31,11 @@ enum class IndexKind {
     None,    // no contents packet
     Major0,  // contents packet of major 0: only the overview number
     Major1,  // contents packet of major 1: a copy of every header
+    // Major 1, its room measured from the headers as written. The library's
+    // own index reserves computeHeaderLength per packet, which leaves out the
+    // version bytes of a type of major 0 and minor not 0 (planesets, header
+    // packets with quantization), so its write gives 2002 for such files.
+    Major1Measured,
 };
 
 // Where one packet lies in a file.
@@ -68,6 +73,9 @@ public:
     QVStatus writeToBytes(std::vector<uint8_t>& bytes);
 
 private:
+    // The index packet of the kind asked for, bound to db; null for none.
+    XR3ContentsPacket* makeIndex(XR3PacketDB& db) const;
+
     XR3Version m_version;
     IndexKind m_indexKind = IndexKind::None;
     uint32_t m_overviewImageNumber = XR3ContentsPacket::kNoOverviewImage;
