@@ -12,7 +12,7 @@
 
 namespace Orvanetics {
 
-class XR3ImageInfo;
+struct XR3ImageInfo;
 
 constexpr QVStatus kStsXR3PlaneOutOfMemory = 2012;  // "tavix out of memory"
 
