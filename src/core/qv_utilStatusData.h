@@ -2,8 +2,10 @@
 // context of the last failure, so a status can be turned into a full message.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace Orvanetics {
 
@@ -29,22 +31,41 @@ private:
 // pushEnd(); return code.
 class QVUtilStatusData {
 public:
+    // The details of the last status of one thread.
+    struct ErrorState {
+        int32_t state = 1;              // 1 idle, 0 while holding a status
+        QVStatus status = 0xFFFFFFFFu;  // all ones when idle
+        std::string context;            // empty when idle
+        std::vector<std::string> arguments;  // in the order of pushing
+        size_t readPosition = 0;        // next argument for popString
+    };
+
+    // Creates this thread's record if absent: 0, or 8 if out of memory.
     static QVStatus initialize();
+    // Empties the record (it stays allocated for the thread): 0.
     static QVStatus terminate();
+    // Creates the record if absent; true if there is one.
     static bool isActive();
 
+    // Empties the record, then holds this status.
     static void pushBegin(QVStatus status);
+    // Replaces the context of a held status, or begins this status with it.
     static void pushContext(QVStatus status, const char* text);
+    // Appends an argument as text, whatever the state.
     static void pushUint32(uint32_t value);
     static void pushInt32(int32_t value);
     static void pushDouble(double value);
+    // A null string appends an empty argument.
     static void pushString(const char* value);
     static void pushFileSpec(const QVFileSpec& spec);
     static void pushEnd() {}
 
+    // The pops answer 3070 when the record is idle or missing.
     static QVStatus popBegin(QVStatus& status);
+    // Null for an empty context; the text stays the record's.
     static QVStatus popContext(const char*& text);
-    // The argument at the read position as a new[]-allocated array the caller deletes.
+    // The argument at the read position as a new[]-allocated array the caller
+    // deletes; 1 past the last argument, 8 if out of memory.
     static QVStatus popString(char*& text);
     static QVStatus popEnd();
     static void clear();
