@@ -54,19 +54,6 @@ void XR3MQContexts::reset() {
     state[18] = pack(46, 0);
 }
 
-void XR3MQDecoder::start(const uint8_t* data, size_t length) {
-    m_next = data;
-    m_end = data + length;
-    m_last = 0;
-    m_c = 0;
-    byteIn();
-    m_c <<= 8;   // B0 at bits 16 to 23
-    byteIn();    // B1 behind it, 7 bits of it when B0 is 0xFF
-    m_c <<= 7;
-    m_ct -= 7;
-    m_a = 0x8000;
-}
-
 void QVMQEncoder::start() {
     m_out.clear();
     m_a = 0x8000;

@@ -33,18 +33,19 @@ struct XR3MQContexts {
     static constexpr uint8_t pack(unsigned stateIndex, unsigned mps) { return uint8_t(stateIndex * 2 + mps); }
 };
 
-// Decoder registers. Kept as a small value so that the plane scan can hold it
-// in locals; the inline members are the hot path.
+// Decoder registers. Kept as a small value whose members are all forced
+// inline, so that the plane scan holds A, C, the byte pointer and the bit
+// count in registers.
 class XR3MQDecoder {
 public:
     // Restarts the registers on `length` bytes at `data`.
-    void start(const uint8_t* data, size_t length);
+    [[gnu::always_inline]] inline void start(const uint8_t* data, size_t length);
 
-    inline unsigned decode(uint8_t& context);
+    [[gnu::always_inline]] inline unsigned decode(uint8_t& context);
 
 private:
-    inline void renormalize();
-    inline void byteIn();
+    [[gnu::always_inline]] inline void renormalize();
+    [[gnu::always_inline]] inline void byteIn();
 
     const uint8_t* m_next = nullptr;
     const uint8_t* m_end = nullptr;
@@ -75,6 +76,19 @@ inline void XR3MQDecoder::renormalize() {
         m_c <<= 1;
         --m_ct;
     } while (m_a < 0x8000);
+}
+
+inline void XR3MQDecoder::start(const uint8_t* data, size_t length) {
+    m_next = data;
+    m_end = data + length;
+    m_last = 0;
+    m_c = 0;
+    byteIn();
+    m_c <<= 8;   // B0 at bits 16 to 23
+    byteIn();    // B1 behind it, 7 bits of it when B0 is 0xFF
+    m_c <<= 7;
+    m_ct -= 7;
+    m_a = 0x8000;
 }
 
 inline unsigned XR3MQDecoder::decode(uint8_t& context) {

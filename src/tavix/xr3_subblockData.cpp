@@ -4,7 +4,9 @@
 #include <cstring>
 #include <new>
 
+#include "xr3_imageInfo.h"
 #include "xr3_planeScan.h"
+#include "xr3_subblockLocator.h"
 
 namespace Orvanetics {
 
@@ -126,7 +128,7 @@ QVStatus XR3SubblockData::allocatePlanes(uint16_t bands) {
         return 0;
     m_planes.reset(new (std::nothrow) XR3PlaneData[size_t(bands) * kXR3PlanesPerBand]);
     if (!m_planes)
-        return kStsXR3SubblockOutOfMemory;
+        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
     m_planeBands = bands;
     return 0;
 }
@@ -143,6 +145,31 @@ QVStatus XR3SubblockData::initSize(uint8_t subbandIndex, uint32_t subblockIndex,
     y1 = int32_t(h) - 1;
     numBands = bands;
     return allocatePlanes(bands);
+}
+
+QVStatus XR3SubblockData::init(const XR3ImageInfo& info, uint8_t subbandIndex, uint32_t subblockIndex,
+                               uint16_t bands) {
+    if (subbandIndex >= info.subbands.size())
+        return xr3Fail(QVI_STS_Tavix_BadArgument);
+    const XR3SubbandDims& dims = info.subbands[subbandIndex];
+    if (subblockIndex >= uint32_t(dims.rows) * dims.cols)
+        return xr3Fail(QVI_STS_Tavix_BadArgument);
+    uint32_t row = 0, col = 0, w = 0, h = 0;
+    info.getSubblockInfo(subbandIndex, subblockIndex, row, col, w, h);
+    if (const QVStatus status = initSize(subbandIndex, subblockIndex, bands, uint16_t(w), uint16_t(h)))
+        return status;
+    if (!info.isCroppedOrScaled)
+        return 0;
+
+    // A cropped image holds only the coefficients that its crop still needs.
+    bool highX = false, highY = false;
+    const int32_t level = int32_t(XR3SubblockLocator::subbandLevel(subbandIndex, info.numLevels, highX, highY));
+    int32_t firstX = 0, endX = 0, firstY = 0, endY = 0;
+    XR3SubblockLocator::relevantCoefs1(level, highX, int32_t(dims.width), info.cropX0, info.cropX1 + 1, firstX, endX);
+    XR3SubblockLocator::relevantCoefs1(level, highY, int32_t(dims.height), info.cropY0, info.cropY1 + 1, firstY, endY);
+    const int32_t left = int32_t(col) * info.subblockSize, top = int32_t(row) * info.subblockSize;
+    setCoefficientArea(firstX - left, endX - 1 - left, firstY - top, endY - 1 - top);
+    return 0;
 }
 
 void XR3SubblockData::setCoefficientArea(int32_t areaX0, int32_t areaX1, int32_t areaY0, int32_t areaY1) {
@@ -212,7 +239,7 @@ QVStatus XR3SubblockData::decode(int32_t* const* coefs, size_t stride, size_t of
         if (!state) {
             state.reset(new (std::nothrow) uint32_t[stateWords]);
             if (!state)
-                return kStsXR3SubblockOutOfMemory;
+                return xr3Fail(QVI_STS_Tavix_OutOfMemory);
         }
         std::memset(state.get(), 0, stateWords * sizeof(uint32_t));
         const BandLayout band{state.get() + 2 * statePitch + 2, statePitch,

@@ -10,10 +10,7 @@
 
 namespace Orvanetics {
 
-struct XR3ImageInfo;
-
-constexpr QVStatus kStsXR3SubblockBadArgument = 2009;  // "tavix bad argument"
-constexpr QVStatus kStsXR3SubblockOutOfMemory = 2012;  // "tavix out of memory"
+class XR3ImageInfo;
 
 // The encoder's distortion model. `values` holds kSize entries in units of
 // the square of a plane's bit: entry `m` for a coefficient that is not yet

@@ -7,6 +7,7 @@
 #include <new>
 #include <vector>
 
+#include "xr3_imageInfo.h"
 #include "xr3_planeScan.h"
 #include "xr3_subblockData.h"
 
@@ -124,7 +125,7 @@ QVStatus BandEncoder::encode(const int32_t* block, size_t stride, XR3PlaneData* 
         for (int x = 0; x < areaWidth; ++x) {
             const uint32_t magnitude = row[x] < 0 ? 0u - uint32_t(row[x]) : uint32_t(row[x]);
             if (magnitude & kSignBit)
-                return kStsXR3SubblockBadArgument;
+                return xr3Fail(QVI_STS_Tavix_BadArgument);
             largest |= magnitude;
             magnitudes[size_t(y) * areaWidth + x] = magnitude | (row[x] < 0 ? kSignBit : 0u);
         }
@@ -196,7 +197,7 @@ QVStatus XR3SubblockData::encode(const int32_t* const* coefs, size_t stride, siz
         }
     } catch (const std::bad_alloc&) {
         setInvalid();
-        return kStsXR3SubblockOutOfMemory;
+        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
     }
     return 0;
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "xr3_subblockData.h"
+
 namespace Orvanetics::TavixEntropyReference {
 
 const uint16_t kQe[47] = {
@@ -263,6 +265,27 @@ std::vector<int32_t> decodeBand(const std::vector<ReferencePlane>& planes, unsig
         model.decodePlane(planes[size_t(p)], kind, 1u << (31 - p), states, mps);
     model.writeOut(out, width, round && p < 32 ? 31 - p : -1);
     return out;
+}
+
+unsigned kindOfSubband(unsigned subband) {
+    return subband == 0 ? 0 : (subband - 1) % 4;
+}
+
+std::vector<ReferencePlane> planesOf(const XR3SubblockData& data, unsigned band) {
+    std::vector<ReferencePlane> planes(32);
+    for (unsigned p = 0; p < 32; ++p) {
+        const XR3PlaneData& plane = data.plane(band, p);
+        planes[p].present = plane.isPresent();
+        planes[p].bypass = plane.isBypass();
+        if (plane.length)
+            planes[p].bytes.assign(plane.buffer, plane.buffer + plane.length);
+    }
+    return planes;
+}
+
+std::vector<int32_t> decodeBand(const XR3SubblockData& data, unsigned band, bool round) {
+    return decodeBand(planesOf(data, band), kindOfSubband(data.subband), data.width, data.height, data.x0, data.x1,
+                      data.y0, data.y1, round);
 }
 
 }  // namespace Orvanetics::TavixEntropyReference

@@ -8,6 +8,10 @@
 #include <cstdint>
 #include <vector>
 
+namespace Orvanetics {
+class XR3SubblockData;
+}
+
 namespace Orvanetics::TavixEntropyReference {
 
 // The MQ decoder with a 16-bit C register that takes code bits one by one.
@@ -56,5 +60,15 @@ struct ReferencePlane {
 // width * height coefficients in raster order.
 std::vector<int32_t> decodeBand(const std::vector<ReferencePlane>& planes, unsigned kind, int width, int height,
                                 int x0, int x1, int y0, int y1, bool round);
+
+// The band kind of a subband number: 0 for the low-low and overflow bands,
+// then 1 HL, 2 LH, 3 HH.
+unsigned kindOfSubband(unsigned subband);
+
+// Copies the 32 planes of one band of `data`.
+std::vector<ReferencePlane> planesOf(const XR3SubblockData& data, unsigned band);
+
+// decodeBand over the geometry and planes of `data`.
+std::vector<int32_t> decodeBand(const XR3SubblockData& data, unsigned band, bool round);
 
 }  // namespace Orvanetics::TavixEntropyReference
