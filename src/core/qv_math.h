@@ -20,6 +20,10 @@ public:
     // True only for an exact power of two (frexp mantissa exactly 0.5).
     static bool isPowerOfTwo(double value);
 
+    // Truncation toward zero to 32 bits: NaN gives 0, values beyond the range saturate.
+    static int32_t saturateToInt32(double value);
+
+    // Scales lie within -31 .. 31.
     // A coordinate on the grid `scale` levels down (scale > 0: arithmetic
     // shift right, rounding toward minus infinity) or up (scale < 0: shift left).
     static int64_t projectImagePoint(int64_t point, int32_t scale);

@@ -5,8 +5,6 @@
 
 #include <cstdint>
 
-#include "qv_utilStatusData.h"
-
 namespace Orvanetics {
 
 enum QVIDataType : uint32_t {
@@ -89,18 +87,5 @@ enum QVIPosition : uint32_t {
     QVI_POSITION_CENTER = 8,
     QVI_POSITION_CENTER_RIGHT = 9,
 };
-
-// Status codes raised by the image value types (texts as in the status table).
-constexpr QVStatus kStsImgUnsupportedDataType = 50001;  // "unsupported datatype"
-constexpr QVStatus kStsImgErrorWritingFile = 50005;     // "error writing file"
-constexpr QVStatus kStsImgErrorReadingFile = 50006;     // "error reading file"
-constexpr QVStatus kStsImgWorldFileName = 50010;        // "error in world file name"
-constexpr QVStatus kStsImgInvalidScene = 50013;         // "invalid or empty scene specified"
-constexpr QVStatus kStsImgImpedanceDataType = 50016;    // "impedance mismatch - datatype"
-constexpr QVStatus kStsImgImpedanceColorSpace = 50017;  // "impedance mismatch - colorspace"
-constexpr QVStatus kStsImgImpedanceNumBands = 50018;    // "impedance mismatch - number of bands"
-constexpr QVStatus kStsImgDataTypeMismatch = 50021;     // "datatype mismatch"
-constexpr QVStatus kStsImgIntegerOverflow = 50115;      // "integer overflow"
-constexpr QVStatus kStsImgDataTypeOverflow = 50117;     // "datatype overflow"
 
 }  // namespace Orvanetics

@@ -113,12 +113,28 @@ public:
     void setSampleValueAddr(uint16_t band, const void* value) { m_samples[band].setValueAddr(value); }
 
 private:
+    // The samples a selection picks from, with the space they were in.
+    struct SampleSource {
+        const QVISample* samples;
+        uint16_t count;
+        QVIColorSpace colorSpace;
+    };
+    SampleSource asSource() const { return {m_samples.get(), m_numBands, m_colorSpace}; }
+
     void allocateSamples(uint16_t count);
-    void selectBands(const QVIPixel& pixel, const uint16_t* bandSelection, uint16_t numSelected,
-                     uint32_t& colorMask, uint16_t& countBelowN, uint16_t bandsOfColorSpace);
-    void deriveColorSpace(const QVIPixel& pixel, const uint16_t* bandSelection, uint16_t numSelected);
-    void recolorForColorSpace(const QVIPixel& pixel, const uint16_t* bandSelection,
-                              uint16_t numSelected, QVIColorSpace newColorSpace);
+    // Copies the selected samples, skipping bad positions; answers the colour
+    // mask and counts the positions below `colorBands`.
+    uint32_t copySelection(const SampleSource& source, const uint16_t* bandSelection,
+                           uint16_t numSelected, uint16_t colorBands, uint16_t& countBelowN);
+    void deriveFromSelection(const SampleSource& source, const uint16_t* bandSelection,
+                             uint16_t numSelected);
+    void recolorSelection(const SampleSource& source, const uint16_t* bandSelection,
+                          uint16_t numSelected, QVIColorSpace newColorSpace);
+    uint32_t sumBytes(uint16_t numBands) const;
+    QVStatus checkImpedanceOver(const QVIPixel& other, uint16_t numBands, uint16_t otherNumBands,
+                                QVIColorSpace space, QVIColorSpace otherSpace,
+                                bool checkColorSpace) const;
+    QVStatus setValuesFromDouble(uint16_t numBands, double value);
 
     std::unique_ptr<QVISample[]> m_samples;
     uint16_t m_numBands;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "qv_utilStatusData.h"
 #include "qvi_dataType.h"
 
 namespace Orvanetics {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "qv_utilStatusData.h"
 #include "qvi_dataType.h"
 
 namespace Orvanetics {

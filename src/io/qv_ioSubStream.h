@@ -1,0 +1,50 @@
+// A byte range of another stream presented as a stream of its own. Positions
+// are relative to the range's start; nested sub-streams add up.
+#pragma once
+
+#include "qv_ioStreamInf.h"
+
+namespace Orvanetics {
+
+class QVIOSubStream : public QVIOStreamInf {
+public:
+    QVIOSubStream() = default;
+    ~QVIOSubStream() override;
+    QVIOSubStream(const QVIOSubStream&) = delete;
+    QVIOSubStream& operator=(const QVIOSubStream&) = delete;
+
+    // The range [start, end) of stream, in stream's own positions; with
+    // takeOwnership the sub-stream deletes the stream. 1 if start is beyond
+    // end, 145011 for a null stream.
+    virtual QVStatus initialize(QVIOStreamInf* stream, int64_t start, int64_t end, bool takeOwnership);
+
+    bool isEOF() override;
+    bool isOpen() override;
+    // Opens the inner stream if needed and moves it to the range's start.
+    QVStatus open() override;
+    QVStatus close() override;
+    uint32_t read(uint8_t* buffer, uint32_t count) override;
+    uint32_t write(const uint8_t* buffer, uint32_t count) override;
+    // The target must lie within the range, its end included, else 145011;
+    // an unknown direction gives 1.
+    QVStatus seek(int64_t offset, QVIOSeekDir dir) override;
+    int64_t tell() override;
+    // A sub-stream over the same inner stream and range, not owning it.
+    QVIOStreamInf* duplicate() override;
+    QVStatus getLastError() override;
+    const char* getID() override;
+
+private:
+    void releaseInner();
+    // How many of count bytes fit before the range's end from the inner
+    // position; sets the end flag when the transfer is clipped.
+    uint32_t clip(uint32_t count, bool& clipped);
+
+    QVIOStreamInf* m_inner = nullptr;
+    int64_t m_start = 0;
+    int64_t m_end = 0;
+    bool m_ownsInner = false;
+    bool m_eof = false;
+};
+
+}  // namespace Orvanetics

@@ -1,0 +1,101 @@
+// Arithmetic between an image rectangle at a scale and the subbands and
+// subblocks that hold its coefficients: projections between scales, and the
+// support rule that says which coefficients the synthesis of a rectangle reads.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "xr3_imageInfo.h"
+
+namespace Orvanetics {
+
+// Projections between scales. A scale counts octaves of reduction: positive
+// shrinks, negative magnifies.
+namespace XR3Projectors {
+// Floor of p / 2^scale, or p * 2^-scale.
+int64_t projectImagePoint(int64_t p, int32_t scale);
+// Ceil of d / 2^scale, or d * 2^-scale; 0 for d <= 0.
+int64_t projectImageDimension(int64_t d, int32_t scale);
+// True when the projection of v leaves the 32-bit signed range.
+bool willProjectionOverflow(int64_t v, int32_t scale);
+
+QVStatus projectImageDims(uint32_t dim, int32_t scale, uint32_t& out);
+// Corner through projectImagePoint, size through projectImageDimension; 2020 on overflow.
+QVStatus projectRect(const QVIGeomRect& rect, int32_t scale, QVIGeomRect& out);
+// `rect` projected to `scale` and clipped to `outer`; 2020 on overflow.
+QVStatus projectVirtualSupportNew(const QVIGeomRect& rect, int32_t scale, const QVIGeomRect& outer, QVIGeomRect& out);
+// `rect` at `scale` of the (virtual) image, projected for the decoder; with
+// `clip` the result is clipped to the image at that scale, without it a
+// rectangle that sticks out is 2009.
+QVStatus projectSupportForDecode(const QVIGeomRect& rect, int32_t scale, const XR3ImageInfo& info, bool clip,
+                                 QVIGeomRect& out);
+// Clips to 0 and to the size of a width by height image at `scale`.
+QVStatus clipAtScale(uint32_t width, uint32_t height, QVIGeomRect& rect, int32_t scale);
+bool isValidSupport(uint32_t width, uint32_t height, const QVIGeomRect& rect, int32_t scale);
+void clampToZero(QVIGeomRect& rect);
+}  // namespace XR3Projectors
+
+// The coefficients of the four subbands of one level that the synthesis of a
+// rectangle of that level's output reads.
+struct XR3LevelSupport {
+    QVIGeomRect lowLow;  // the input of the next coarser level (and the overflow band)
+    QVIGeomRect hl;
+    QVIGeomRect lh;
+    QVIGeomRect hh;
+};
+
+class XR3SubblockLocator {
+public:
+    explicit XR3SubblockLocator(const XR3ImageInfo& info) : m_info(&info) {}
+    virtual ~XR3SubblockLocator() = default;
+
+    // Whether decoding the scene reads this subblock.
+    virtual bool subblockSupportsScene(uint32_t subband, uint32_t subblock) const = 0;
+    // Whether the subblock meets the scene's support without lying wholly inside it.
+    virtual bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const = 0;
+
+    bool isSubbandUsedToDecode(uint32_t subband) const;
+
+    // Halvings from the full image to `subband`, and its filter directions.
+    static uint32_t subbandLevel(uint32_t subband, uint32_t numLevels, bool& high_x, bool& high_y);
+    // Narrows one axis to a crop (see the class description of the coefficient area).
+    static void relevantCoefs1(int32_t level, int32_t high, int32_t size, int32_t lo, int32_t hi, int32_t& first,
+                               int32_t& last);
+    // One axis of the support rule: the low and the high band of a level of `size`.
+    static void lowBandSupport(int64_t a, int64_t b, int64_t size, int64_t& first, int64_t& last);
+    static void highBandSupport(int64_t a, int64_t b, int64_t size, int64_t& first, int64_t& last);
+    // The support rule for a level of size w by h.
+    static XR3LevelSupport doLevelSupport(const QVIGeomRect& rect, uint32_t w, uint32_t h);
+
+    const QVIGeomRect& getScene() const { return m_scene; }
+    uint8_t getStartScale() const { return m_startScale; }
+    uint8_t getEndScale() const { return m_endScale; }
+
+protected:
+    const XR3ImageInfo* m_info;
+    QVIGeomRect m_scene;
+    uint8_t m_startScale = 0;
+    uint8_t m_endScale = 0;
+};
+
+class XR3SubblockRectLocator : public XR3SubblockLocator {
+public:
+    using XR3SubblockLocator::XR3SubblockLocator;
+
+    // `rect` in the virtual image at `startScale`; the support is followed
+    // down to `endScale`. 2009 for a rectangle outside the image or a scale
+    // beyond the levels.
+    QVStatus setScene(const QVIGeomRect& rect, uint32_t startScale, uint32_t endScale);
+
+    bool subblockSupportsScene(uint32_t subband, uint32_t subblock) const override;
+    bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const override;
+
+    // The rectangle of `subband` that the scene reads, in subband coordinates.
+    const QVIGeomRect& getSubbandRect(uint32_t subband) const { return m_rects[subband]; }
+
+private:
+    std::vector<QVIGeomRect> m_rects;
+};
+
+}  // namespace Orvanetics
