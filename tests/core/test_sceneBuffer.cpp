@@ -250,11 +250,13 @@ TEST(SceneBufferBSQ, BandPointersAndBlockRoundTripThroughAView)
 
     QVISceneBuffer fromBands(mixedPixel(), 3, 4);
     ASSERT_EQ(fromBands.importDataBSQ(bands), 0u);
-    QVISceneBuffer fromBlock(grid, 3, 2, 3, 4);  // another place in the same grid
+    QVISceneBuffer otherGrid(mixedPixel(), 7, 6);
+    QVISceneBuffer fromBlock(otherGrid, 3, 2, 3, 4);
     ASSERT_EQ(fromBlock.importDataBSQ(static_cast<const void*>(block)), 0u);
     for (uint32_t row = 0; row < 4; ++row) {
         for (uint32_t col = 0; col < 3; ++col) {
-            EXPECT_EQ(sampleAt<uint16_t>(fromBands, col, row, 1), sampleAt<uint16_t>(view, col, row, 1));
+            EXPECT_EQ(sampleAt<uint16_t>(fromBands, col, row, 1), 1000 + col + 10 * row);
+            EXPECT_EQ(sampleAt<uint8_t>(fromBlock, col, row, 0), col + 10 * row);
             EXPECT_EQ(sampleAt<double>(fromBlock, col, row, 2), 0.5 + col + 10 * row);
         }
     }
