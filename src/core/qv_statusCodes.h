@@ -238,10 +238,51 @@ constexpr QVStatus QVI_STS_J2K_Max = 50999;
 
 // NITF (51200 to 51299).
 constexpr QVStatus QVI_STS_NITF_Base = 51200;
+constexpr QVStatus QVI_STS_NITF_UnsupportedDataType = 51201;    // "unsupported datatype"
+constexpr QVStatus QVI_STS_NITF_UnsupportedColorSpace = 51202;  // "unsupported colorspace"
+constexpr QVStatus QVI_STS_NITF_OpenError = 51203;              // "error opening file"
+constexpr QVStatus QVI_STS_NITF_ReadError = 51204;              // "error reading file"
+constexpr QVStatus QVI_STS_NITF_LUTsUnsupported = 51205;        // "LUTs unsupported"
+constexpr QVStatus QVI_STS_NITF_InvalidSegmentNumber = 51206;   // "invalid image segment number"
+constexpr QVStatus QVI_STS_NITF_AllocFailed = 51207;            // "memory allocation failed"
+constexpr QVStatus QVI_STS_NITF_NotNITF = 51210;                // "file is not valid NITF 2.1 (2500C) file"
+constexpr QVStatus QVI_STS_NITF_Encrypted = 51211;              // "encrypted NITF not supported"
+constexpr QVStatus QVI_STS_NITF_Streaming = 51212;              // "NITF STREAMING extension not supported"
+constexpr QVStatus QVI_STS_NITF_Version11 = 51213;              // "NITF v1.1 not supported"
+constexpr QVStatus QVI_STS_NITF_UnsupportedIC = 51214;          // "NITF image format (IC) not supported"
+constexpr QVStatus QVI_STS_NITF_Bilevel = 51215;                // "NITF bilevel image format not supported"
+constexpr QVStatus QVI_STS_NITF_JPEG = 51216;                   // "NITF JPEG image format not supported"
+constexpr QVStatus QVI_STS_NITF_VQ = 51217;                     // "NITF VQ image format not supported"
+constexpr QVStatus QVI_STS_NITF_LosslessJPEG = 51218;           // "NITF lossless JPEG image format not supported"
+constexpr QVStatus QVI_STS_NITF_DownsampledJPEG = 51219;        // "NITF downsampled JPEG image format not supported"
+constexpr QVStatus QVI_STS_NITF_GraphicVersion = 51220;         // "Graphic segment version unsupported"
+constexpr QVStatus QVI_STS_NITF_NotByteAligned = 51221;         // "non-byte-aligned data is unsupported"
+constexpr QVStatus QVI_STS_NITF_JPEGSegment = 51222;            // "error parsing JPEG segment"
+constexpr QVStatus QVI_STS_NITF_BadString = 51223;              // "badly formed string"
+constexpr QVStatus QVI_STS_NITF_BlockedJP2 = 51224;             // "NITF blocked JP2 image format not supported"
+constexpr QVStatus QVI_STS_NITF_PJUSTLeft = 51225;              // "PJUST=L not supported"
+constexpr QVStatus QVI_STS_NITF_SceneNotEntireImage = 51226;    // "specified scene must be entire image"
+constexpr QVStatus QVI_STS_NITF_TooManySegments = 51227;        // "maximum number of image segments exceeded"
+constexpr QVStatus QVI_STS_NITF_ILOCOutOfRange = 51228;         // "image segments out of file format range (ILOC)"
+constexpr QVStatus QVI_STS_NITF_SegmentTooLarge = 51229;        // "image segment is larger than 10GB"
+constexpr QVStatus QVI_STS_NITF_DuplicateStream = 51230;        // "error duplicating stream"
+constexpr QVStatus QVI_STS_NITF_InvalidICORDS = 51232;          // "specified ICORDS value is invalid"
+constexpr QVStatus QVI_STS_NITF_GeocentricIGEOLO = 51233;       // "writing geocentric IGEOLO is not supported (v2.0)"
 constexpr QVStatus QVI_STS_NITF_Max = 51299;
 
 // Georeferencing metadata (51300 to 51399).
 constexpr QVStatus QVI_STS_GeoMetadata_Base = 51300;
+constexpr QVStatus QVI_STS_GeoMetadata_BadIFDRead = 51301;         // "bad TIFF IFD read"
+constexpr QVStatus QVI_STS_GeoMetadata_BadIFDWrite = 51302;        // "bad TIFF IFD write"
+constexpr QVStatus QVI_STS_GeoMetadata_BadGeoTIFFDir = 51303;      // "bad GeoTIFF Directory"
+constexpr QVStatus QVI_STS_GeoMetadata_InvalidSRS = 51304;         // "invalid SRS"
+constexpr QVStatus QVI_STS_GeoMetadata_GDALDataNotSet = 51306;     // "GDAL_DATA not set"
+constexpr QVStatus QVI_STS_GeoMetadata_MGRSConversion = 51308;     // "MGRS conversion error"
+constexpr QVStatus QVI_STS_GeoMetadata_UnsupportedIGEOLO = 51309;  // "unsupported IGEOLO setting"
+constexpr QVStatus QVI_STS_GeoMetadata_NoTransformer = 51310;      // "could not create coordinate transformer"
+constexpr QVStatus QVI_STS_GeoMetadata_Reprojection = 51311;       // "coordinate reprojection error"
+constexpr QVStatus QVI_STS_GeoMetadata_InvalidWKT = 51312;         // "invalid WKT"
+constexpr QVStatus QVI_STS_GeoMetadata_MalformedMGRS = 51313;      // "malformed MGRS coordinates"
 constexpr QVStatus QVI_STS_GeoMetadata_Max = 51399;
 
 // WCS client (52100 to 52199).

@@ -1,6 +1,5 @@
 #include "qvi_geoCoord.h"
 
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -9,7 +8,9 @@
 #include <string>
 #include <strings.h>
 
+#include "qv_ioFileStream.h"
 #include "qv_ioStreamInf.h"
+#include "qv_ioStreamUtils.h"
 #include "qv_statusCodes.h"
 #include "qvi_scene.h"
 
@@ -51,6 +52,35 @@ bool textsMatch(const char* a, const char* b)
 bool isUpperAscii(char c) { return c >= 'A' && c <= 'Z'; }
 
 constexpr int64_t kMaxWorldFileBytes = 0x7FFFFFFF;
+
+// The world file beside `fileSpec`: its own name, or with the suffix replaced.
+QVStatus makeWorldFileSpec(const QVFileSpec& fileSpec, bool replaceSuffix, QVFileSpec& worldFile)
+{
+    worldFile = fileSpec;
+    if (!replaceSuffix) return 0;
+    char suffix[4];
+    const QVStatus status = QVIGeoCoord::getWorldFileExtension(fileSpec, suffix);
+    if (status == 0) worldFile = fileSpec.replaceSuffix(suffix);
+    return status;
+}
+
+// Looks in the file's directory for the first entry whose name matches
+// ignoring case, and takes it; false if there is none.
+bool findIgnoringCase(QVFileSpec& file)
+{
+    namespace fs = std::filesystem;
+    const fs::path path(file.getPath());
+    const std::string name = path.filename().string();
+    const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    std::error_code error;
+    for (fs::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
+        if (strcasecmp(it->path().filename().c_str(), name.c_str()) == 0) {
+            file = QVFileSpec((directory / it->path().filename()).string());
+            return true;
+        }
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -205,21 +235,30 @@ QVStatus QVIGeoCoord::readWorldFile(QVIOStreamInf& stream)
     return parseWorldFile(text.get());
 }
 
+QVStatus QVIGeoCoord::readWorldFile(const QVFileSpec& fileSpec, bool replaceSuffix, bool& found)
+{
+    found = false;
+    QVFileSpec worldFile;
+    const QVStatus status = makeWorldFileSpec(fileSpec, replaceSuffix, worldFile);
+    if (status != 0) return status;
+    if (!worldFile.exists() && !findIgnoringCase(worldFile)) return 0;
+    found = true;
+    QVIOFileStream stream;
+    if (stream.initialize(worldFile, "rb") != 0 || stream.open() != 0) return QVI_STS_Core_ReadError;
+    return readWorldFile(stream);
+}
+
 QVStatus QVIGeoCoord::writeWorldFile(const QVFileSpec& fileSpec, bool replaceSuffix) const
 {
-    QVFileSpec worldFile = fileSpec;
-    if (replaceSuffix) {
-        char suffix[4];
-        const QVStatus status = getWorldFileExtension(fileSpec, suffix);
-        if (status != 0) return status;
-        worldFile = fileSpec.replaceSuffix(suffix);
-    }
-    std::FILE* file = std::fopen(worldFile.getNativePath(), "w");
-    if (!file) return QVI_STS_Core_WriteError;
+    QVFileSpec worldFile;
+    const QVStatus status = makeWorldFileSpec(fileSpec, replaceSuffix, worldFile);
+    if (status != 0) return status;
+    QVIOFileStream stream;
+    if (stream.initialize(worldFile, "w") != 0 || stream.open() != 0) return QVI_STS_Core_WriteError;
     bool written = true;
     for (double value : {m_xRes, m_yRot, m_xRot, m_yRes, m_x, m_y})
-        written = written && std::fprintf(file, "%.15f\n", value) > 0;
-    written = (std::fclose(file) == 0) && written;
+        written = written && QVIOStreamUtils::print(&stream, "%.15f\n", value) > 0;
+    written = (stream.close() == 0) && written;
     return written ? 0 : QVI_STS_Core_WriteError;
 }
 

@@ -36,11 +36,11 @@ public:
     // `destination`; destination band b takes table band getSourceBandIndex(b).
     // Indices clamp to the last entry (negative floats to the first; negative
     // integers like large ones). 50021 if a destination band's type is not
-    // the table's.
+    // the table's. A destination band naming no table band is left alone.
     QVStatus apply(const QVISceneBuffer& source, QVISceneBuffer& destination) const;
 
 private:
-    const uint8_t* getTableBand(uint16_t band) const;
+    uint8_t* tableEntry(uint16_t band, uint32_t index) const;
 
     uint32_t m_tableSize;
     std::unique_ptr<uint8_t[]> m_table;

@@ -6,6 +6,7 @@
 
 #include "qv_math.h"
 #include "qv_statusCodes.h"
+#include "qvi_image.h"
 
 namespace Orvanetics {
 
@@ -96,6 +97,12 @@ double QVIUtils::snapToOctave(double mag, double threshold)
 {
     const double level = std::floor(QVMath::magToLogLevel(mag) + threshold);
     return levelToMag(QVMath::saturateToInt32(level));
+}
+
+double QVIUtils::snapToOctave(double mag, const QVIImage& image, double threshold)
+{
+    const double snapped = std::min(snapToOctave(mag, threshold), image.getMaxMagnification());
+    return std::max(snapped, image.getMinMagnification());
 }
 
 bool QVIUtils::isOctave(double mag)

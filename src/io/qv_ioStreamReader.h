@@ -105,7 +105,7 @@ public:
 private:
     template <class T>
     QVStatus readValue(T& value) {
-        T stored;
+        T stored{};
         if (m_stream.read(reinterpret_cast<uint8_t*>(&stored), sizeof(T)) != sizeof(T))
             return QVIOByteOrder::reportFailure(QVI_STS_Tavix_ReadError);
         value = QVIOByteOrder::toStored<BigEndian>(stored);
@@ -114,7 +114,7 @@ private:
 
     template <class Bits, class F>
     QVStatus readFloating(F& value) {
-        Bits bits;
+        Bits bits = 0;
         if (QVStatus status = readValue(bits)) return status;
         value = std::bit_cast<F>(bits);
         return 0;

@@ -1,5 +1,6 @@
 #include "qv_ioSubStream.h"
 
+#include <algorithm>
 #include <new>
 
 #include "qv_statusCodes.h"
@@ -42,23 +43,21 @@ QVStatus QVIOSubStream::open() {
 
 QVStatus QVIOSubStream::close() { return m_inner != nullptr ? m_inner->close() : QVI_STS_Success; }
 
-uint32_t QVIOSubStream::clip(uint32_t count, bool& clipped) {
-    clipped = false;
+int64_t QVIOSubStream::remaining() {
     int64_t position = m_inner->tell();
-    if (position < 0) return 0;
-    if (position + static_cast<int64_t>(count) <= m_end) return count;
-    clipped = true;
-    return position < m_end ? static_cast<uint32_t>(m_end - position) : 0;
+    if (position < 0) return -1;
+    return position < m_end ? m_end - position : 0;
 }
 
 uint32_t QVIOSubStream::read(uint8_t* buffer, uint32_t count) {
     if (m_inner == nullptr) return 0;
-    bool clipped = false;
-    uint32_t allowed = clip(count, clipped);
-    if (allowed == 0 && !clipped) {
+    int64_t room = remaining();
+    if (room < 0) {
         m_eof = false;
         return 0;
     }
+    bool clipped = count > room;
+    uint32_t allowed = clipped ? static_cast<uint32_t>(room) : count;
     uint32_t got = allowed > 0 ? m_inner->read(buffer, allowed) : 0;
     m_eof = clipped || got < allowed;
     return got;
@@ -66,9 +65,9 @@ uint32_t QVIOSubStream::read(uint8_t* buffer, uint32_t count) {
 
 uint32_t QVIOSubStream::write(const uint8_t* buffer, uint32_t count) {
     if (m_inner == nullptr) return 0;
-    bool clipped = false;
-    uint32_t allowed = clip(count, clipped);
     m_eof = false;
+    int64_t room = remaining();
+    uint32_t allowed = room < count ? static_cast<uint32_t>(std::max<int64_t>(room, 0)) : count;
     return allowed > 0 ? m_inner->write(buffer, allowed) : 0;
 }
 

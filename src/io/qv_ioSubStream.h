@@ -36,9 +36,9 @@ public:
 
 private:
     void releaseInner();
-    // How many of count bytes fit before the range's end from the inner
-    // position; sets the end flag when the transfer is clipped.
-    uint32_t clip(uint32_t count, bool& clipped);
+    // Bytes between the inner position and the range's end; -1 when the
+    // inner position is unknown.
+    int64_t remaining();
 
     QVIOStreamInf* m_inner = nullptr;
     int64_t m_start = 0;

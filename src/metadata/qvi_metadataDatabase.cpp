@@ -36,11 +36,11 @@ std::vector<std::unique_ptr<QVIMetadataRecord>>::const_iterator QVIMetadataDatab
 }
 
 QVStatus QVIMetadataDatabase::add(const QVIMetadataRecord& record) {
-    if (has(record.getTagName())) return qviMetadataFailure(kStsMetadataDuplicateTag);
+    if (has(record.getTagName())) return qviMetadataFailure(QVI_STS_Metadata_DuplicateTag);
     try {
         m_records.push_back(std::make_unique<QVIMetadataRecord>(record));
     } catch (const std::bad_alloc&) {
-        return qviMetadataFailure(8);
+        return qviMetadataFailure(QVI_STS_OutOfMemory);
     } catch (const QVUtilException& exception) {
         return qviMetadataFailure(exception.getStatus());
     }
@@ -50,8 +50,8 @@ QVStatus QVIMetadataDatabase::add(const QVIMetadataRecord& record) {
 QVStatus QVIMetadataDatabase::add(const QVIMetadataDatabase& other) {
     // Check every key first so that a clash leaves this database untouched.
     for (const auto& record : other.m_records) {
-        if (!record) return qviMetadataFailure(kStsMetadataInternalError);
-        if (has(record->getTagName())) return qviMetadataFailure(kStsMetadataDuplicateTag);
+        if (!record) return qviMetadataFailure(QVI_STS_Metadata_InternalError);
+        if (has(record->getTagName())) return qviMetadataFailure(QVI_STS_Metadata_DuplicateTag);
     }
     for (const auto& record : other.m_records) {
         const QVStatus status = add(*record);
@@ -71,7 +71,7 @@ bool QVIMetadataDatabase::has(QVIMetadataTag tag) const {
 QVStatus QVIMetadataDatabase::get(const char* key, const QVIMetadataRecord*& record) const {
     record = nullptr;
     const auto found = find(key);
-    if (found == m_records.end()) return qviMetadataFailure(kStsMetadataTagNotFound);
+    if (found == m_records.end()) return qviMetadataFailure(QVI_STS_Metadata_TagNotFound);
     record = found->get();
     return 0;
 }
@@ -82,7 +82,7 @@ QVStatus QVIMetadataDatabase::get(QVIMetadataTag tag, const QVIMetadataRecord*& 
 
 QVStatus QVIMetadataDatabase::remove(const char* key) {
     const auto found = find(key);
-    if (found == m_records.end()) return qviMetadataFailure(kStsMetadataTagNotFound);
+    if (found == m_records.end()) return qviMetadataFailure(QVI_STS_Metadata_TagNotFound);
     m_records.erase(found);
     return 0;
 }
@@ -102,7 +102,7 @@ uint32_t QVIMetadataDatabase::getIndexCount() const {
 
 QVStatus QVIMetadataDatabase::getDataByIndex(uint32_t index, const QVIMetadataRecord*& record) const {
     record = nullptr;
-    if (index >= m_records.size()) return qviMetadataFailure(kStsMetadataTagNotFound);
+    if (index >= m_records.size()) return qviMetadataFailure(QVI_STS_Metadata_TagNotFound);
     record = m_records[index].get();
     return 0;
 }

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "qv_utilStatusData.h"
+#include "qv_statusCodes.h"
 
 namespace Orvanetics {
 
@@ -136,19 +136,6 @@ enum QVIMetadataTag : int {
     QVI_METADATA_TAG_IMAGE_STATISTICS_STANDARD_DEVIATION = 903,
     QVI_METADATA_TAG_MAX = 10000,
 };
-
-// Statuses of the metadata module.
-constexpr QVStatus kStsMetadataInternalError = 50501;       // "internal error"
-constexpr QVStatus kStsMetadataUnsupportedDatatype = 50502; // "unsupported datatype"
-constexpr QVStatus kStsMetadataTagNotFound = 50503;         // "tag not found"
-constexpr QVStatus kStsMetadataDuplicateTag = 50504;        // "duplicate tag"
-constexpr QVStatus kStsMetadataBadFormat = 50507;           // "bad format for given tag"
-constexpr QVStatus kStsMetadataReadError = 50508;           // "could not read metadata"
-constexpr QVStatus kStsMetadataWriteError = 50509;          // "could not write metadata"
-constexpr QVStatus kStsMetadataCorrupt = 50510;             // "the metadata is corrupt"
-constexpr QVStatus kStsMetadataVersionUnsupported = 50511;  // "metadata version unsupported"
-constexpr QVStatus kStsMetadataBadIFDRead = 50512;          // "bad IFD read"
-constexpr QVStatus kStsMetadataBadIFDWrite = 50513;         // "bad IFD write"
 
 // Records `status` as this thread's last failure and returns it; the texts of
 // these statuses take no arguments.

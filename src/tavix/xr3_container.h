@@ -69,8 +69,9 @@ protected:
     XR3PacketDB& getDB() { return *m_db; }
 
 private:
-    void initContents();
-    void addImage(uint32_t number, XR3ImageType type);
+    QVStatus initContents();
+    // Adds the image unless its number is listed already; false when out of memory.
+    bool addImage(uint32_t number, XR3ImageType type);
 
     std::unique_ptr<XR3PacketDB> m_db;
     bool m_initialized = false;

@@ -18,6 +18,10 @@
 
 namespace Orvanetics {
 
+// Records a status without arguments in this thread's status details, and
+// returns it: the failure idiom of the wavelet container classes.
+QVStatus xr3DBFail(QVStatus status);
+
 // A payload length of all ones: the object runs to the end of the stream.
 constexpr long long kDBLengthToEnd = -1;
 
@@ -285,6 +289,9 @@ public:
     QVStatus loadObject(const DBObjectType& type, DBObject*& object) const;
     // Loads every proxy in order, up to the first failure.
     QVStatus loadAllObjects() const;
+
+protected:
+    XR3List<DBObjectProxy*>& getProxyList() { return m_proxies; }
 
 private:
     template <class Imp, class... Args>

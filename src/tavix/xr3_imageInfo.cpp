@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -25,24 +26,21 @@ struct DataTypeRow {
 
 // Indexed by XR3DataType.
 constexpr DataTypeRow kDataTypes[] = {
-    {0, 0, false},  {8, 0, false},  {16, 0, false}, {24, 0, false}, {32, 0, false},
-    {8, 8, false},  {8, 7, true},   {16, 16, false}, {16, 15, true}, {32, 32, false},
-    {32, 31, true}, {64, 64, false}, {64, 63, true}, {32, 24, true}, {64, 48, true},
+    {0, 0, false},  {8, 0, false},   {16, 0, false},  {24, 0, false}, {32, 0, false},
+    {8, 8, false},  {8, 7, true},    {16, 16, false}, {16, 15, true}, {32, 32, false},
+    {32, 31, true}, {64, 64, false}, {64, 63, true},  {32, 24, true}, {64, 48, true},
 };
 constexpr uint32_t kNumDataTypes = sizeof(kDataTypes) / sizeof(kDataTypes[0]);
 
-const DataTypeRow& dataTypeRow(XR3DataType type) {
-    return kDataTypes[type < kNumDataTypes ? type : 0];
-}
+const DataTypeRow& dataTypeRow(XR3DataType type) { return kDataTypes[type < kNumDataTypes ? type : 0]; }
 
 constexpr uint8_t kAlphaBits = XR3_COLORSPACE_ALPHA_BIT | XR3_COLORSPACE_PREMULTIPLIED_BIT;
 
 // QVIDataType by XR3DataType.
 constexpr QVIDataType kSDKDataTypes[] = {
-    QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID,
-    QVI_DATATYPE_INVALID, QVI_DATATYPE_UINT8,   QVI_DATATYPE_SINT8,   QVI_DATATYPE_UINT16,
-    QVI_DATATYPE_SINT16,  QVI_DATATYPE_UINT32,  QVI_DATATYPE_SINT32,  QVI_DATATYPE_INVALID,
-    QVI_DATATYPE_INVALID, QVI_DATATYPE_FLOAT32, QVI_DATATYPE_INVALID,
+    QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID,
+    QVI_DATATYPE_UINT8,   QVI_DATATYPE_SINT8,   QVI_DATATYPE_UINT16,  QVI_DATATYPE_SINT16,  QVI_DATATYPE_UINT32,
+    QVI_DATATYPE_SINT32,  QVI_DATATYPE_INVALID, QVI_DATATYPE_INVALID, QVI_DATATYPE_FLOAT32, QVI_DATATYPE_INVALID,
 };
 static_assert(sizeof(kSDKDataTypes) / sizeof(kSDKDataTypes[0]) == kNumDataTypes);
 
@@ -69,12 +67,15 @@ XR3DataType XR3Type::toXR3(QVIDataType type) {
     return XR3_DATATYPE_INVALID;
 }
 
-QVIDataType XR3Type::toSDK(XR3DataType type) { return type < kNumDataTypes ? kSDKDataTypes[type] : QVI_DATATYPE_INVALID; }
+QVIDataType XR3Type::toSDK(XR3DataType type) {
+    return type < kNumDataTypes ? kSDKDataTypes[type] : QVI_DATATYPE_INVALID;
+}
 
 XR3ColorSpace XR3Type::toXR3(QVIColorSpace space) {
     const uint32_t alpha = space & QVI_ALPHA_BITS;
-    const uint8_t xr3Alpha = alpha == QVI_ALPHA_BIT ? XR3_COLORSPACE_ALPHA_BIT
-                             : alpha == QVI_ALPHA_BITS ? XR3_COLORSPACE_PREMULTIPLIED_BIT : 0;
+    const uint8_t xr3Alpha = alpha == QVI_ALPHA_BIT    ? XR3_COLORSPACE_ALPHA_BIT
+                             : alpha == QVI_ALPHA_BITS ? XR3_COLORSPACE_PREMULTIPLIED_BIT
+                                                       : 0;
     if (alpha == QVI_PREMULTIPLIED_BIT) return XR3_COLORSPACE_INVALID;
     for (const ColorSpacePair& pair : kColorSpaces) {
         if (pair.sdk == (space & ~QVI_ALPHA_BITS)) return XR3ColorSpace(pair.xr3 | xr3Alpha);
@@ -86,8 +87,9 @@ QVIColorSpace XR3Type::toSDK(XR3ColorSpace space) {
     if (space == XR3_COLORSPACE_LEGACY4) return QVI_COLORSPACE_YIQA;
     const uint8_t alpha = space & kAlphaBits;
     if (alpha == kAlphaBits) return QVI_COLORSPACE_INVALID;
-    const uint32_t sdkAlpha = alpha == XR3_COLORSPACE_ALPHA_BIT ? QVI_ALPHA_BIT
-                              : alpha == XR3_COLORSPACE_PREMULTIPLIED_BIT ? QVI_ALPHA_BITS : 0;
+    const uint32_t sdkAlpha = alpha == XR3_COLORSPACE_ALPHA_BIT           ? QVI_ALPHA_BIT
+                              : alpha == XR3_COLORSPACE_PREMULTIPLIED_BIT ? QVI_ALPHA_BITS
+                                                                          : 0;
     for (const ColorSpacePair& pair : kColorSpaces) {
         if (pair.xr3 == getColorSpaceWithoutAlpha(space)) return QVIColorSpace(pair.sdk | sdkAlpha);
     }
@@ -120,10 +122,10 @@ uint32_t XR3Type::getMinNumBands(XR3ColorSpace space) {
 }
 
 XR3ColorTransform XR3ColorTransformSupport::getDefaultTransform(XR3ColorSpace from, XR3ColorSpace to) {
+    auto unknown = [](XR3ColorSpace s) { return s == 0 || s == 17 || s == 255; };
+    if (unknown(from) || unknown(to)) return XR3_COLORTRANSFORM_UNKNOWN;
     const XR3ColorSpace a = XR3Type::getColorSpaceWithoutAlpha(from);
     const XR3ColorSpace b = XR3Type::getColorSpaceWithoutAlpha(to);
-    auto unknown = [](XR3ColorSpace s) { return s == 0 || s == 17 || s == 255; };
-    if (unknown(a) || unknown(b)) return XR3_COLORTRANSFORM_UNKNOWN;
     if (a == b) return XR3_COLORTRANSFORM_NONE;
     if ((a == XR3_COLORSPACE_RGB || a == XR3_COLORSPACE_MULTISPECTRAL) && b == XR3_COLORSPACE_YIQ)
         return XR3_COLORTRANSFORM_RGB_TO_YIQ;
@@ -138,13 +140,20 @@ bool XR3ColorTransformSupport::validateCombination(XR3ColorSpace from, XR3ColorS
     const bool aMulti = a == XR3_COLORSPACE_MULTISPECTRAL;
     const bool bMulti = b == XR3_COLORSPACE_MULTISPECTRAL;
     switch (transform) {
-    case XR3_COLORTRANSFORM_NONE: return a == b || aMulti || bMulti;
-    case XR3_COLORTRANSFORM_YIQ_TO_RGB: return a == XR3_COLORSPACE_YIQ && (b == XR3_COLORSPACE_RGB || bMulti);
-    case XR3_COLORTRANSFORM_YIQK_TO_RGBK: return a == XR3_COLORSPACE_YIQK && b == XR3_COLORSPACE_RGBK;
-    case XR3_COLORTRANSFORM_RGB_TO_YIQ: return (a == XR3_COLORSPACE_RGB || aMulti) && b == XR3_COLORSPACE_YIQ;
-    case XR3_COLORTRANSFORM_RGBK_TO_YIQK: return a == XR3_COLORSPACE_RGBK && b == XR3_COLORSPACE_YIQK;
-    case XR3_COLORTRANSFORM_UNKNOWN: return getDefaultTransform(a, b) == XR3_COLORTRANSFORM_UNKNOWN;
-    default: return false;
+        case XR3_COLORTRANSFORM_NONE:
+            return a == b || aMulti || bMulti;
+        case XR3_COLORTRANSFORM_YIQ_TO_RGB:
+            return a == XR3_COLORSPACE_YIQ && (b == XR3_COLORSPACE_RGB || bMulti);
+        case XR3_COLORTRANSFORM_YIQK_TO_RGBK:
+            return a == XR3_COLORSPACE_YIQK && b == XR3_COLORSPACE_RGBK;
+        case XR3_COLORTRANSFORM_RGB_TO_YIQ:
+            return (a == XR3_COLORSPACE_RGB || aMulti) && b == XR3_COLORSPACE_YIQ;
+        case XR3_COLORTRANSFORM_RGBK_TO_YIQK:
+            return a == XR3_COLORSPACE_RGBK && b == XR3_COLORSPACE_YIQK;
+        case XR3_COLORTRANSFORM_UNKNOWN:
+            return getDefaultTransform(from, to) == XR3_COLORTRANSFORM_UNKNOWN;
+        default:
+            return false;
     }
 }
 
@@ -158,9 +167,8 @@ QuantizationInfo::QuantizationInfo() {
     offset = maxValue = spare = step = nan;
 }
 
-QVStatus XR3ImageInfo::computeSubbands(uint32_t width, uint32_t height, uint32_t numLevels,
-                                       uint32_t subblockSize, std::vector<XR3SubbandDims>& out,
-                                       uint64_t& numSubblocks) {
+QVStatus XR3ImageInfo::computeSubbands(uint32_t width, uint32_t height, uint32_t numLevels, uint32_t subblockSize,
+                                       std::vector<XR3SubbandDims>& out, uint64_t& numSubblocks) {
     if (numLevels > kMaxNumLevels) return xr3Fail(QVI_STS_Tavix_BadNumLevels);
     if (subblockSize == 0) return xr3Fail(QVI_STS_Tavix_CorruptFile);
     out.assign(4 * numLevels + 1, XR3SubbandDims());
@@ -169,13 +177,13 @@ QVStatus XR3ImageInfo::computeSubbands(uint32_t width, uint32_t height, uint32_t
     auto halfUp = [](uint32_t v) { return uint32_t((uint64_t(v) + 1) >> 1); };
     for (uint32_t k = numLevels; k >= 1; --k) {
         const uint32_t i = 4 * k;
-        out[i].width = w >> 1;          // HH
+        out[i].width = w >> 1;  // HH
         out[i].height = h >> 1;
-        out[i - 1].width = halfUp(w);   // LH
+        out[i - 1].width = halfUp(w);  // LH
         out[i - 1].height = h >> 1;
-        out[i - 2].width = w >> 1;      // HL
+        out[i - 2].width = w >> 1;  // HL
         out[i - 2].height = halfUp(h);
-        out[i - 3].width = halfUp(w);   // overflow band
+        out[i - 3].width = halfUp(w);  // overflow band
         out[i - 3].height = halfUp(h);
         w = halfUp(w);
         h = halfUp(h);
@@ -204,9 +212,7 @@ QVStatus XR3ImageInfo::setup_subbands() {
     return 0;
 }
 
-void XR3ImageInfo::updateCroppedOrScaled() {
-    isCroppedOrScaled = scale != 0 || getCropRect() != getFullRect();
-}
+void XR3ImageInfo::updateCroppedOrScaled() { isCroppedOrScaled = scale != 0 || getCropRect() != getFullRect(); }
 
 bool XR3ImageInfo::vaildFPQuantization(float step, float offset, float maxValue, bool narrow) {
     if (maxValue < offset) return false;
@@ -249,8 +255,8 @@ void XR3ImageInfo::getSubblockWidthHeight(uint32_t subband, uint32_t row, uint32
     h = uint32_t(std::min<uint64_t>(n, dims.height - row * n));
 }
 
-void XR3ImageInfo::getSubblockInfo(uint32_t subband, uint32_t subblock, uint32_t& row, uint32_t& col,
-                                   uint32_t& w, uint32_t& h) const {
+void XR3ImageInfo::getSubblockInfo(uint32_t subband, uint32_t subblock, uint32_t& row, uint32_t& col, uint32_t& w,
+                                   uint32_t& h) const {
     getSubblockRowCol(subband, subblock, row, col);
     getSubblockWidthHeight(subband, row, col, w, h);
 }
@@ -277,39 +283,28 @@ uint32_t XR3ImageInfo::calcMaxNLev(uint32_t w, uint32_t h) {
 
 QVStatus XR3ImageInfo::projectSupportToScale(int32_t toScale, const QVIGeomRect& rect, bool useVirtual,
                                              QVIGeomRect& out) const {
-    int64_t x0 = rect.x0, y0 = rect.y0;
+    QVIGeomRect moved = rect;
     int32_t s = toScale;
     if (useVirtual) {
-        x0 += cropX0;
-        y0 += cropY0;
+        const int64_t corners[4] = {int64_t(rect.x0) + cropX0, int64_t(rect.y0) + cropY0,
+                                    int64_t(rect.x1) + cropX0, int64_t(rect.y1) + cropY0};
+        for (int64_t c : corners) {
+            if (c < INT32_MIN || c > INT32_MAX) return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
+        }
+        moved = QVIGeomRect(int32_t(corners[0]), int32_t(corners[1]), int32_t(corners[2]), int32_t(corners[3]));
         s += scale;
     }
-    if (s == 0) {
-        out = QVIGeomRect(int32_t(x0), int32_t(y0), int32_t(x0 + XR3RectOps::width(rect) - 1), int32_t(y0 + XR3RectOps::height(rect) - 1));
-        return 0;
-    }
-    using namespace XR3Projectors;
-    if (willProjectionOverflow(x0, s) || willProjectionOverflow(y0, s) ||
-        willProjectionOverflow(x0 + XR3RectOps::width(rect), s) || willProjectionOverflow(y0 + XR3RectOps::height(rect), s))
-        return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
-    const int64_t px = projectImagePoint(x0, s);
-    const int64_t py = projectImagePoint(y0, s);
-    out = QVIGeomRect(int32_t(px), int32_t(py), int32_t(px + projectImageDimension(XR3RectOps::width(rect), s) - 1),
-                  int32_t(py + projectImageDimension(XR3RectOps::height(rect), s) - 1));
-    if (s < 0) {
-        if (willProjectionOverflow(width, s) || willProjectionOverflow(height, s))
-            return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
-        const QVIGeomRect image(0, 0, int32_t(projectImageDimension(width, s) - 1),
-                            int32_t(projectImageDimension(height, s) - 1));
-        out = XR3RectOps::intersection(out, image);
-    }
+    if (QVStatus st = XR3Projectors::projectRect(moved, s, out)) return st;
+    // A magnified rectangle must not reach past the magnified image.
+    if (s < 0) return XR3Projectors::clipAtScale(width, height, out, s);
     return 0;
 }
 
 QVStatus XR3ImageInfo::getSupportAtScale(int32_t toScale, bool absolute, bool useVirtual, QVIGeomRect& out) const {
     const QVIGeomRect start = useVirtual ? getCropRect() : getFullRect();
     if (QVStatus st = projectSupportToScale(toScale, start, false, out)) return st;
-    if (!absolute) out = QVIGeomRect(0, 0, int32_t(XR3RectOps::width(out) - 1), int32_t(XR3RectOps::height(out) - 1));
+    if (!absolute)
+        out = QVIGeomRect(0, 0, int32_t(XR3RectOps::width(out) - 1), int32_t(XR3RectOps::height(out) - 1));
     return 0;
 }
 

@@ -138,7 +138,7 @@ public:
     XR3ColorSpace inputColorSpace = XR3_COLORSPACE_INVALID;
     XR3ColorSpace codedColorSpace = XR3_COLORSPACE_INVALID;
     XR3ColorTransform colorTransform = XR3_COLORTRANSFORM_UNKNOWN;
-    uint8_t codingKindA = 5;   // a decoder requires 0
+    uint8_t codingKindA = 5;  // a decoder requires 0
     uint8_t codingKindB = 0;
     uint32_t codingKindC = 254;  // a decoder requires 0
     uint32_t spareWords[2] = {3, 0};
@@ -195,14 +195,20 @@ public:
 
     QVIGeomRect getFullRect() const { return QVIGeomRect(0, 0, int32_t(width - 1), int32_t(height - 1)); }
     QVIGeomRect getCropRect() const { return QVIGeomRect(cropX0, cropY0, cropX1, cropY1); }
-    void setCropRect(const QVIGeomRect& r) { cropX0 = r.x0; cropY0 = r.y0; cropX1 = r.x1; cropY1 = r.y1; }
+    void setCropRect(const QVIGeomRect& r) {
+        cropX0 = r.x0;
+        cropY0 = r.y0;
+        cropX1 = r.x1;
+        cropY1 = r.y1;
+    }
     bool hasDefaultCrop() const { return getCropRect() == QVIGeomRect(0, 1, -1, 0); }
     // Whether the crop and scale, as read, make a virtual image other than the whole.
     void updateCroppedOrScaled();
 
     // Projects `rect` to `scale`; with `useVirtual` it is first moved by the
     // crop corner and the scale grows by `this->scale`. 2020 on overflow.
-    QVStatus projectSupportToScale(int32_t scale, const QVIGeomRect& rect, bool useVirtual, QVIGeomRect& out) const;
+    QVStatus projectSupportToScale(int32_t scale, const QVIGeomRect& rect, bool useVirtual,
+                                   QVIGeomRect& out) const;
     // The whole image (or with `useVirtual` the virtual image) at `scale`.
     // With `useVirtual` and `absolute` the result stands in the coordinates of
     // the full image at scale + this->scale; without `absolute` it starts at 0, 0.

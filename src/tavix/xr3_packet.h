@@ -8,7 +8,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "xr3_db.h"
 
@@ -186,11 +188,29 @@ public:
     uint8_t getVersionMinor() const { return getPacketType().getMinorVersion(); }
 };
 
+// Payload bytes owned by a packet.
+class XR3PacketBytes {
+public:
+    // Copies length bytes; 2012 when out of memory (then unchanged).
+    QVStatus assign(const uint8_t* data, uint32_t length);
+    // Reads length bytes; on failure nothing is kept. The caller has
+    // checked length against the stream.
+    QVStatus read(QVIOStreamReader<true>& reader, uint32_t length);
+    QVStatus write(QVIOStreamWriter<true>& writer) const;
+
+    const uint8_t* data() const { return m_data.get(); }
+    uint32_t size() const { return m_size; }
+    bool operator==(const XR3PacketBytes& other) const;
+
+private:
+    std::unique_ptr<uint8_t[]> m_data;
+    uint32_t m_size = 0;
+};
+
 // A packet whose payload is kept as raw bytes and written back unchanged.
 class XR3RawPacket : public XR3Packet {
 public:
     using XR3Packet::XR3Packet;
-    using XR3Packet::operator==;
 
     // Types and bytes equal.
     bool operator==(const XR3Packet& other) const override;
@@ -200,18 +220,39 @@ public:
     QVStatus write(QVIOStreamWriter<true>& writer) override;
 
     // Copies the bytes; 2012 when out of memory.
-    QVStatus setRawData(const uint8_t* data, uint32_t length);
-    const uint8_t* getRawData() const { return m_data.get(); }
-    uint32_t getRawDataLength() const { return m_length; }
-
-protected:
-    // Copies the other packet's bytes into this new packet; false when out of memory.
-    bool copyRawDataFrom(const XR3RawPacket& other);
+    QVStatus setRawData(const uint8_t* data, uint32_t length) { return m_bytes.assign(data, length); }
+    // Copies the other packet's bytes; 2012 when out of memory.
+    QVStatus copyRawData(const XR3RawPacket& other) { return setRawData(other.getRawData(), other.getRawDataLength()); }
+    const uint8_t* getRawData() const { return m_bytes.data(); }
+    uint32_t getRawDataLength() const { return m_bytes.size(); }
 
 private:
-    std::unique_ptr<uint8_t[]> m_data;
-    uint32_t m_length = 0;
+    XR3PacketBytes m_bytes;
 };
+
+// A new packet, or null when out of memory (also when its constructor
+// throws QVUtilException because it could not copy its type).
+template <class T, class... Args>
+T* newXR3Packet(Args&&... args) noexcept {
+    try {
+        return new (std::nothrow) T(std::forward<Args>(args)...);
+    } catch (const QVUtilException&) {
+        return nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+// A new packet of the class and type of source, with a copy of its bytes.
+template <class T>
+T* copyRawPacket(const T& source) {
+    T* copy = newXR3Packet<T>(source.getPacketType());
+    if (copy && copy->copyRawData(source)) {
+        delete copy;
+        return nullptr;
+    }
+    return copy;
+}
 
 // A packet of a type this library does not interpret (type 0).
 class XR3UnknownPacket : public XR3RawPacket {
@@ -241,7 +282,6 @@ public:
     explicit XR3ContentsPacket(const XR3PacketType& type);
     ~XR3ContentsPacket() override;
 
-    using XR3Packet::operator==;
     // Types and overview image numbers equal.
     bool operator==(const XR3Packet& other) const override;
     // An unbound copy with the overview number and the index bytes.
@@ -251,7 +291,8 @@ public:
     // second fills it with the overview number and the collected headers.
     QVStatus write(QVIOStreamWriter<true>& writer) override;
 
-    // Makes this packet db's index: its stream collects db's headers on write.
+    // Makes this packet db's index: its stream collects db's headers on
+    // write. db must be the database that holds (and outlives) the packet.
     void attachDatabase(XR3PacketDB& db);
     uint32_t getOverviewImageNumber() const { return m_overviewImageNumber; }
     void setOverviewImageNumber(uint32_t number) { m_overviewImageNumber = number; }
@@ -259,6 +300,8 @@ public:
     QVIOStreamInf& getIndexStream() const { return *m_indexStream; }
     // Bytes of index headers held (the index stream's position).
     long long getIndexLength() const;
+    // Forgets a reservation left by a write that stopped between its passes.
+    void cancelReservation() { m_reservedSize = 0; }
 
 private:
     void openIndexStream();
@@ -297,7 +340,6 @@ public:
     explicit XR3PlanesetPacket(uint32_t imageNumber);
     explicit XR3PlanesetPacket(const XR3PacketType& type) : XR3Packet(type) {}
 
-    using XR3Packet::operator==;
     // Types, order, layout and dataLength equal.
     bool operator==(const XR3Packet& other) const override;
     XR3PlanesetPacket* createCopy() const override;
@@ -337,7 +379,6 @@ public:
     explicit XR3XR2Packet(uint32_t imageNumber);
     explicit XR3XR2Packet(const XR3PacketType& type) : XR3Packet(type) {}
 
-    using XR3Packet::operator==;
     // Types and offsets equal.
     bool operator==(const XR3Packet& other) const override;
     XR3XR2Packet* createCopy() const override;
@@ -407,6 +448,9 @@ public:
     void setVersion(const XR3Version& version) { m_version = version; }
 
 private:
+    // Index packets start their two passes afresh with every write.
+    void cancelIndexReservations() const;
+
     XR3Version m_version;
 };
 

@@ -87,13 +87,28 @@ uint64_t OrderingPipe::get_ordering(uint32_t subband, uint32_t row, uint32_t col
 }
 
 OrderingPipe::Group OrderingPipe::findGroup(uint64_t sequence) const {
-    // Smallest bound whose finished rows cover the sequence position.
+    // Smallest bound whose finished rows cover the sequence position. The
+    // positions grow almost linearly with the bound, so interpolation finds
+    // it in a few steps; every other step halves, for the worst case.
     uint64_t lo = 0, hi = m_maxBound;
-    while (lo < hi) {
-        const uint64_t mid = lo + (hi - lo) / 2;
-        if (positionsFinishedBy(mid) > sequence) hi = mid;
-        else lo = mid + 1;
+    uint64_t atLo = 0, atHi = m_numCompletePositions;  // positionsFinishedBy(lo), (hi)
+    for (bool interpolate = true; hi - lo > 1; interpolate = !interpolate) {
+        uint64_t mid = lo + (hi - lo) / 2;
+        if (interpolate) {
+            const long double share = (long double)(sequence + 1 - atLo) / (long double)(atHi - atLo);
+            mid = lo + uint64_t(share * (long double)(hi - lo));
+            mid = std::clamp(mid, lo + 1, hi - 1);
+        }
+        const uint64_t atMid = positionsFinishedBy(mid);
+        if (atMid > sequence) {
+            hi = mid;
+            atHi = atMid;
+        } else {
+            lo = mid;
+            atLo = atMid;
+        }
     }
+    lo = hi;
     // The rows finished exactly at line lo - 3, in subband order.
     uint64_t start = positionsFinishedBy(lo - 1);
     for (uint32_t s = 0; s < m_bands.size(); ++s) {
@@ -231,6 +246,45 @@ void SBCPSubblockIter::moveTo(uint32_t band, uint64_t index) {
         index -= count;
     }
     setInvalid();
+}
+
+// ---------------------------------------------------------------------------
+// XR3PlaneDescIter
+
+bool XR3PlaneDescIter::init(const XR3ImageInfo& info, uint32_t order) {
+    m_subblocks = XR3SubblockIter::create(order);
+    m_numBands = info.numBands;
+    m_desc = XR3PlaneDesc();
+    if (!m_subblocks) return false;
+    if (m_subblocks->init(info) != 0 || m_numBands == 0) {
+        m_subblocks.reset();
+        return false;
+    }
+    return true;
+}
+
+void XR3PlaneDescIter::begin() {
+    m_subblocks->begin();
+    settle(0, 0);
+}
+
+XR3PlaneDescIter& XR3PlaneDescIter::operator+=(uint64_t n) {
+    if (!isValid()) return *this;
+    const uint64_t perSubblock = uint64_t(kXR3PlanesPerBand) * m_numBands;
+    uint64_t offset = uint64_t(m_desc.component) * kXR3PlanesPerBand + m_desc.plane + n % perSubblock;
+    const uint64_t steps = n / perSubblock + offset / perSubblock;
+    offset %= perSubblock;
+    if (steps > 0) *m_subblocks += steps;
+    settle(uint16_t(offset / kXR3PlanesPerBand), uint8_t(offset % kXR3PlanesPerBand));
+    return *this;
+}
+
+void XR3PlaneDescIter::settle(uint16_t component, uint8_t plane) {
+    if (!m_subblocks->isValid()) {
+        m_desc = XR3PlaneDesc();
+        return;
+    }
+    m_desc = XR3PlaneDesc(m_subblocks->subband, m_subblocks->subblock, component, plane);
 }
 
 }  // namespace Orvanetics

@@ -9,6 +9,7 @@
 
 #include "xr3_imageInfo.h"
 #include "xr3_packet.h"
+#include "xr3_planeData.h"
 
 namespace Orvanetics {
 
@@ -104,6 +105,7 @@ public:
     virtual XR3SubblockIter& operator+=(uint64_t n) = 0;
 
     bool isValid() const { return subband != kInvalidSubband; }
+    XR3PlaneDesc getDesc() const { return XR3PlaneDesc(subband, subblock, component, plane); }
 
     uint32_t subblock = kInvalidSubblock;
     uint16_t component = kInvalidComponent;
@@ -141,6 +143,31 @@ private:
     void moveTo(uint32_t band, uint64_t index);
 
     const XR3ImageInfo* m_info = nullptr;
+};
+
+// Walks every plane of an image in the order of its planeset: in each
+// subblock the bands from 0 upward, in each band the planes 0 to 31.
+class XR3PlaneDescIter {
+public:
+    // False for an order other than 1 and 5, or an image whose subblocks
+    // cannot be ordered.
+    bool init(const XR3ImageInfo& info, uint32_t order);
+    // The first plane of the first subblock.
+    void begin();
+    XR3PlaneDescIter& operator++() { return *this += 1; }
+    // Moves on by n planes; past the last plane the desc is invalid.
+    XR3PlaneDescIter& operator+=(uint64_t n);
+
+    bool isValid() const { return m_subblocks && m_subblocks->isValid(); }
+    const XR3PlaneDesc& getDesc() const { return m_desc; }
+    const XR3PlaneDesc& operator*() const { return m_desc; }
+
+private:
+    void settle(uint16_t component, uint8_t plane);
+
+    std::unique_ptr<XR3SubblockIter> m_subblocks;
+    uint16_t m_numBands = 0;
+    XR3PlaneDesc m_desc;
 };
 
 }  // namespace Orvanetics

@@ -3,49 +3,34 @@
 #include <algorithm>
 #include <climits>
 
+#include "qv_math.h"
+
 namespace Orvanetics {
 
 namespace XR3Projectors {
 
-int64_t projectImagePoint(int64_t p, int32_t scale) {
-    if (scale >= 0) return scale >= 63 ? (p < 0 ? -1 : 0) : p >> scale;
-    return scale <= -62 ? (p == 0 ? 0 : (p < 0 ? INT64_MIN : INT64_MAX)) : p * (int64_t(1) << -scale);
-}
-
-int64_t projectImageDimension(int64_t d, int32_t scale) {
-    if (d <= 0) return 0;
-    if (scale >= 0) return scale >= 62 ? 1 : ((d - 1) >> scale) + 1;
-    return scale <= -62 ? INT64_MAX : d * (int64_t(1) << -scale);
-}
-
-bool willProjectionOverflow(int64_t v, int32_t scale) {
-    if (scale >= 0) return v < INT32_MIN || v > INT32_MAX;
-    if (scale <= -32) return v != 0;
-    const int64_t p = v * (int64_t(1) << -scale);
-    return p < INT32_MIN || p > INT32_MAX;
-}
-
 namespace {
 
 bool rectWillOverflow(const QVIGeomRect& rect, int32_t scale) {
-    return willProjectionOverflow(rect.x0, scale) || willProjectionOverflow(rect.y0, scale) ||
-           willProjectionOverflow(int64_t(rect.x1) + 1, scale) || willProjectionOverflow(int64_t(rect.y1) + 1, scale);
+    return QVMath::willProjectionOverflow(rect.x0, scale) || QVMath::willProjectionOverflow(rect.y0, scale) ||
+           QVMath::willProjectionOverflow(int64_t(rect.x1) + 1, scale) ||
+           QVMath::willProjectionOverflow(int64_t(rect.y1) + 1, scale);
 }
 
 // The image of width by height at `scale`, as a rectangle at the origin.
 QVStatus imageRectAtScale(uint32_t width, uint32_t height, int32_t scale, QVIGeomRect& out) {
-    if (willProjectionOverflow(width, scale) || willProjectionOverflow(height, scale))
+    if (QVMath::willProjectionOverflow(width, scale) || QVMath::willProjectionOverflow(height, scale))
         return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
-    out = QVIGeomRect(0, 0, int32_t(projectImageDimension(width, scale) - 1),
-                  int32_t(projectImageDimension(height, scale) - 1));
+    out = QVIGeomRect(0, 0, int32_t(QVMath::projectImageDimension(width, scale) - 1),
+                      int32_t(QVMath::projectImageDimension(height, scale) - 1));
     return 0;
 }
 
 }  // namespace
 
 QVStatus projectImageDims(uint32_t dim, int32_t scale, uint32_t& out) {
-    if (willProjectionOverflow(dim, scale)) return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
-    out = uint32_t(projectImageDimension(dim, scale));
+    if (QVMath::willProjectionOverflow(dim, scale)) return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
+    out = uint32_t(QVMath::projectImageDimension(dim, scale));
     return 0;
 }
 
@@ -55,14 +40,16 @@ QVStatus projectRect(const QVIGeomRect& rect, int32_t scale, QVIGeomRect& out) {
         return 0;
     }
     if (rectWillOverflow(rect, scale)) return xr3Fail(QVI_STS_Tavix_IntegerOverflow);
-    const int64_t x0 = projectImagePoint(rect.x0, scale);
-    const int64_t y0 = projectImagePoint(rect.y0, scale);
-    out = QVIGeomRect(int32_t(x0), int32_t(y0), int32_t(x0 + projectImageDimension(XR3RectOps::width(rect), scale) - 1),
-                  int32_t(y0 + projectImageDimension(XR3RectOps::height(rect), scale) - 1));
+    const int64_t x0 = QVMath::projectImagePoint(rect.x0, scale);
+    const int64_t y0 = QVMath::projectImagePoint(rect.y0, scale);
+    out = QVIGeomRect(int32_t(x0), int32_t(y0),
+                      int32_t(x0 + QVMath::projectImageDimension(XR3RectOps::width(rect), scale) - 1),
+                      int32_t(y0 + QVMath::projectImageDimension(XR3RectOps::height(rect), scale) - 1));
     return 0;
 }
 
-QVStatus projectVirtualSupportNew(const QVIGeomRect& rect, int32_t scale, const QVIGeomRect& outer, QVIGeomRect& out) {
+QVStatus projectVirtualSupportNew(const QVIGeomRect& rect, int32_t scale, const QVIGeomRect& outer,
+                                  QVIGeomRect& out) {
     QVIGeomRect projected;
     if (QVStatus st = projectRect(rect, scale, projected)) return st;
     out = XR3RectOps::intersection(projected, outer);
@@ -175,12 +162,14 @@ bool XR3SubblockLocator::isSubbandUsedToDecode(uint32_t subband) const {
 
 QVStatus XR3SubblockRectLocator::setScene(const QVIGeomRect& rect, uint32_t startScale, uint32_t endScale) {
     const XR3ImageInfo& info = *m_info;
-    if (rect.x0 < 0 || rect.y0 < 0 || rect.isEmpty() || startScale > endScale) return xr3Fail(QVI_STS_Tavix_BadArgument);
+    if (rect.x0 < 0 || rect.y0 < 0 || rect.isEmpty() || startScale > endScale)
+        return xr3Fail(QVI_STS_Tavix_BadArgument);
     QVIGeomRect virt;
     if (QVStatus st = info.getSupportAtScale(int32_t(startScale), true, true, virt)) return st;
     const QVIGeomRect scene = makeRect(int64_t(rect.x0) + virt.x0, int64_t(rect.y0) + virt.y0,
-                                   int64_t(rect.x1) + virt.x0, int64_t(rect.y1) + virt.y0);
-    if (int64_t(rect.x1) + virt.x0 > INT32_MAX || int64_t(rect.y1) + virt.y0 > INT32_MAX || !XR3RectOps::contains(virt, scene))
+                                       int64_t(rect.x1) + virt.x0, int64_t(rect.y1) + virt.y0);
+    if (int64_t(rect.x1) + virt.x0 > INT32_MAX || int64_t(rect.y1) + virt.y0 > INT32_MAX ||
+        !XR3RectOps::contains(virt, scene))
         return xr3Fail(QVI_STS_Tavix_BadArgument);
     const int64_t start = int64_t(startScale) + info.scale;
     const int64_t end = int64_t(endScale) + info.scale;
@@ -218,12 +207,14 @@ QVStatus XR3SubblockRectLocator::setScene(const QVIGeomRect& rect, uint32_t star
 }
 
 bool XR3SubblockRectLocator::subblockSupportsScene(uint32_t subband, uint32_t subblock) const {
-    return isSubbandUsedToDecode(subband) && XR3RectOps::intersects(m_info->getSubblockSupport(subband, subblock), m_rects[subband]);
+    return isSubbandUsedToDecode(subband) &&
+           XR3RectOps::intersects(m_info->getSubblockSupport(subband, subblock), m_rects[subband]);
 }
 
 bool XR3SubblockRectLocator::subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const {
     const QVIGeomRect block = m_info->getSubblockSupport(subband, subblock);
-    return isSubbandUsedToDecode(subband) && XR3RectOps::intersects(block, m_rects[subband]) && !XR3RectOps::contains(m_rects[subband], block);
+    return isSubbandUsedToDecode(subband) && XR3RectOps::intersects(block, m_rects[subband]) &&
+           !XR3RectOps::contains(m_rects[subband], block);
 }
 
 }  // namespace Orvanetics

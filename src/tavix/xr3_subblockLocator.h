@@ -7,24 +7,19 @@
 #include <vector>
 
 #include "xr3_imageInfo.h"
+#include "xr3_planeData.h"
 
 namespace Orvanetics {
 
-// Projections between scales. A scale counts octaves of reduction: positive
-// shrinks, negative magnifies.
+// Projections of rectangles between scales (see QVMath for points and
+// sizes). A scale counts octaves of reduction: positive shrinks, negative magnifies.
 namespace XR3Projectors {
-// Floor of p / 2^scale, or p * 2^-scale.
-int64_t projectImagePoint(int64_t p, int32_t scale);
-// Ceil of d / 2^scale, or d * 2^-scale; 0 for d <= 0.
-int64_t projectImageDimension(int64_t d, int32_t scale);
-// True when the projection of v leaves the 32-bit signed range.
-bool willProjectionOverflow(int64_t v, int32_t scale);
-
 QVStatus projectImageDims(uint32_t dim, int32_t scale, uint32_t& out);
 // Corner through projectImagePoint, size through projectImageDimension; 2020 on overflow.
 QVStatus projectRect(const QVIGeomRect& rect, int32_t scale, QVIGeomRect& out);
 // `rect` projected to `scale` and clipped to `outer`; 2020 on overflow.
-QVStatus projectVirtualSupportNew(const QVIGeomRect& rect, int32_t scale, const QVIGeomRect& outer, QVIGeomRect& out);
+QVStatus projectVirtualSupportNew(const QVIGeomRect& rect, int32_t scale, const QVIGeomRect& outer,
+                                  QVIGeomRect& out);
 // `rect` at `scale` of the (virtual) image, projected for the decoder; with
 // `clip` the result is clipped to the image at that scale, without it a
 // rectangle that sticks out is 2009.
@@ -54,6 +49,13 @@ public:
     virtual bool subblockSupportsScene(uint32_t subband, uint32_t subblock) const = 0;
     // Whether the subblock meets the scene's support without lying wholly inside it.
     virtual bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const = 0;
+
+    bool subblockSupportsScene(const XR3PlaneDesc& desc) const {
+        return subblockSupportsScene(desc.subband, desc.subblock);
+    }
+    bool subblockPartiallySupportsScene(const XR3PlaneDesc& desc) const {
+        return subblockPartiallySupportsScene(desc.subband, desc.subblock);
+    }
 
     bool isSubbandUsedToDecode(uint32_t subband) const;
 
@@ -88,6 +90,8 @@ public:
     // beyond the levels.
     QVStatus setScene(const QVIGeomRect& rect, uint32_t startScale, uint32_t endScale);
 
+    using XR3SubblockLocator::subblockPartiallySupportsScene;
+    using XR3SubblockLocator::subblockSupportsScene;
     bool subblockSupportsScene(uint32_t subband, uint32_t subblock) const override;
     bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const override;
 

@@ -1,11 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 
+#include "qv_ioMemStream.h"
 #include "qv_statusCodes.h"
 #include "qvi_geoCoord.h"
 #include "qvi_scene.h"
+#include "test_paths.h"
 
 using namespace Orvanetics;
 
@@ -156,4 +160,94 @@ TEST(WorldFileName, SuffixFromFirstAndLastLetter)
               QVI_STS_Core_WorldFileName);
     EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("img.tif"), nullptr),
               QVI_STS_Core_WorldFileName);
+}
+
+namespace {
+
+QVStatus readFromText(QVIGeoCoord& geo, std::string text)
+{
+    QVIOMemStream stream;
+    EXPECT_EQ(stream.initialize(text.data(), static_cast<uint32_t>(text.size())), 0u);
+    EXPECT_EQ(stream.open(), 0u);
+    return geo.readWorldFile(stream);
+}
+
+std::string readWholeFile(const std::string& path)
+{
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+}  // namespace
+
+TEST(WorldFile, SixNumbersInWorldFileOrder)
+{
+    QVIGeoCoord geo(0, 0, 1, -1, 0, 0, "kept");
+    ASSERT_EQ(readFromText(geo, "0.5\n0.01\n-0.02\n-0.75\n440720.25\n3751320.75\n"), 0u);
+    EXPECT_EQ(geo.getXRes(), 0.5);
+    EXPECT_EQ(geo.getYRot(), 0.01);
+    EXPECT_EQ(geo.getXRot(), -0.02);
+    EXPECT_EQ(geo.getYRes(), -0.75);
+    EXPECT_EQ(geo.getX(), 440720.25);
+    EXPECT_EQ(geo.getY(), 3751320.75);
+    EXPECT_STREQ(geo.getWKT(), "kept");
+    // Any white space separates; trailing text is ignored.
+    ASSERT_EQ(readFromText(geo, "  2 0 0 -2   10 20 extra"), 0u);
+    EXPECT_EQ(geo.getY(), 20.0);
+}
+
+TEST(WorldFile, FewerThanSixNumbersIsAReadError)
+{
+    QVIGeoCoord geo;
+    EXPECT_EQ(readFromText(geo, "1 0 0 -1 5\n"), QVI_STS_Core_ReadError);
+    EXPECT_EQ(readFromText(geo, "1 0 0 -1 5 y\n"), QVI_STS_Core_ReadError);
+    EXPECT_EQ(readFromText(geo, ""), QVI_STS_Core_ReadError);
+    EXPECT_EQ(geo, QVIGeoCoord());
+}
+
+TEST(WorldFile, RoundTripBesideTheImage)
+{
+    const std::string dir = TestPaths::tempDir("worldfile_roundtrip");
+    const QVIGeoCoord written(440720.125, 3751320.5, 60.0, -60.0, 0.1, -0.125);
+    ASSERT_EQ(written.writeWorldFile(QVFileSpec(dir + "/scene.tif"), true), 0u);
+    EXPECT_EQ(readWholeFile(dir + "/scene.tfw"),
+              "60.000000000000000\n-0.125000000000000\n0.100000000000000\n"
+              "-60.000000000000000\n440720.125000000000000\n3751320.500000000000000\n");
+
+    QVIGeoCoord read;
+    bool found = false;
+    ASSERT_EQ(read.readWorldFile(QVFileSpec(dir + "/scene.tif"), true, found), 0u);
+    EXPECT_TRUE(found);
+    EXPECT_EQ(read, written);
+
+    // Without suffix replacement the name is used as it is.
+    ASSERT_EQ(written.writeWorldFile(QVFileSpec(dir + "/plain.wld"), false), 0u);
+    QVIGeoCoord plain;
+    ASSERT_EQ(plain.readWorldFile(QVFileSpec(dir + "/plain.wld"), false, found), 0u);
+    EXPECT_TRUE(found);
+    EXPECT_EQ(plain, written);
+}
+
+TEST(WorldFile, NameMatchedIgnoringCaseOrNotFound)
+{
+    const std::string dir = TestPaths::tempDir("worldfile_case");
+    {
+        std::ofstream out(dir + "/Photo.JGW");
+        out << "2\n0\n0\n-2\n100\n200\n";
+    }
+    QVIGeoCoord geo;
+    bool found = false;
+    ASSERT_EQ(geo.readWorldFile(QVFileSpec(dir + "/photo.jpg"), true, found), 0u);
+    EXPECT_TRUE(found);
+    EXPECT_EQ(geo, QVIGeoCoord(100, 200, 2, -2, 0, 0));
+
+    found = true;
+    QVIGeoCoord untouched;
+    ASSERT_EQ(untouched.readWorldFile(QVFileSpec(dir + "/other.tif"), true, found), 0u);
+    EXPECT_FALSE(found);
+    EXPECT_EQ(untouched, QVIGeoCoord());
+    EXPECT_EQ(untouched.readWorldFile(QVFileSpec(dir + "/nosuffix"), true, found),
+              QVI_STS_Core_WorldFileName);
+    EXPECT_EQ(untouched.writeWorldFile(QVFileSpec(dir + "/missing/dir/a.tif"), true),
+              QVI_STS_Core_WriteError);
 }

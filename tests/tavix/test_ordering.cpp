@@ -287,3 +287,52 @@ TEST(SubblockIter, SubbandIteratorWalksEachSubbandByIndex) {
     *it += 1;
     EXPECT_FALSE(it->isValid());
 }
+
+TEST(PlaneDescIter, WalksBandsAndPlanesOfEachSubblock) {
+    XR3ImageInfo info = makeInfo(300, 200, 64, 2);
+    info.numBands = 3;
+    XR3PlaneDescIter planes;
+    EXPECT_FALSE(planes.init(info, 3));
+    ASSERT_TRUE(planes.init(info, XR3_PLANESET_ORDER_PIPELINE));
+    const std::vector<Place> direct = directPipelineOrder(300, 200, 64, 2);
+    planes.begin();
+    for (const Place& p : direct) {
+        for (uint16_t band = 0; band < 3; ++band) {
+            for (uint8_t plane = 0; plane < 32; ++plane) {
+                ASSERT_TRUE(planes.isValid());
+                EXPECT_EQ(*planes, XR3PlaneDesc(uint8_t(p.subband), info.getSubblockIndex(p.subband, p.row, p.col),
+                                                band, plane));
+                ++planes;
+            }
+        }
+    }
+    EXPECT_FALSE(planes.isValid());
+    EXPECT_TRUE(planes.getDesc().isInvalidated());
+}
+
+TEST(PlaneDescIter, JumpsLandWhereStepsDo) {
+    XR3ImageInfo info = makeInfo(500, 420, 32, 3);
+    info.numBands = 4;
+    for (uint32_t order : {1u, 5u}) {
+        XR3PlaneDescIter stepper, jumper;
+        ASSERT_TRUE(stepper.init(info, order));
+        ASSERT_TRUE(jumper.init(info, order));
+        stepper.begin();
+        jumper.begin();
+        std::mt19937 rng(order);
+        const uint64_t total = info.numSubblocks * 4 * 32;
+        uint64_t walked = 0;
+        while (walked < total) {
+            const uint64_t n = 1 + rng() % (rng() % 4 == 0 ? 5000 : 40);
+            jumper += n;
+            for (uint64_t i = 0; i < n; ++i) ++stepper;
+            walked += n;
+            ASSERT_EQ(*jumper, *stepper) << walked;
+            ASSERT_EQ(jumper.isValid(), walked < total);
+        }
+        // A run far beyond the end leaves the iterator invalid.
+        jumper.begin();
+        jumper += uint64_t(1) << 62;
+        EXPECT_FALSE(jumper.isValid());
+    }
+}
