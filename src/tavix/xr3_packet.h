@@ -171,6 +171,12 @@ private:
 };
 
 // A packet: an object of the packet database with an XR3PacketType.
+//
+// A packet class has a constructor from an XR3PacketType (what
+// XR3PacketDB::createPacket calls when a file is loaded), createCopy, read,
+// write and operator==(const XR3Packet&). Override that operator without a
+// using-declaration of the base class's operator==: with both overloads in
+// the class, comparing two of its objects is ambiguous in C++20.
 class XR3Packet : public DBObject {
 public:
     explicit XR3Packet(const XR3PacketType& type) : DBObject(type) {}

@@ -31,9 +31,12 @@ protected:
     uint32_t width;
 };
 
-// The pipeline order. Both directions cost time proportional to the number of
-// levels; stepping forward through the sequence costs O(1) within a row of
-// subblocks and O(levels) from one row to the next, through the search cache.
+// The pipeline order. get_ordering costs time proportional to the number of
+// levels. invert_ordering, stepping forward as the plane walk does, costs O(1)
+// within a row of subblocks and O(levels) from one row to the next, through
+// the search cache; a random position costs O(levels) per step of an
+// interpolated search over the finishing line (a handful of steps; halving on
+// every other step bounds them by twice the bit length of the last line).
 // Not thread-safe (the cache).
 class OrderingPipe : public Ordering {
 public:

@@ -560,13 +560,14 @@ QVStatus PNGImageWriter::finishLibrary()
 {
     if (!m_library)
         return 0;
-    bool finished = false;
-    if (m_rowsWritten == m_height)
-        finished = pngWriteEnd(m_library->png, m_library->info);
-    else
-        m_errorText = "Not enough image data";
+    // An image cut short by an earlier failure is only discarded, so that the
+    // details of that failure stay the thread's last.
+    const bool complete = m_rowsWritten == m_height;
+    const bool finished = complete && pngWriteEnd(m_library->png, m_library->info);
     destroyLibrary();
-    return finished ? 0 : libraryFailure();
+    if (finished)
+        return 0;
+    return complete ? libraryFailure() : kStsPNGLibError;
 }
 
 QVStatus PNGImageWriter::writeEnd()
