@@ -102,6 +102,7 @@ std::string QVIRawImageReader::getSourceName() const
 
 QVStatus QVIRawImageReader::openFile(const QVFileSpec& fileSpec, QVIOStreamInf*& stream)
 {
+    releaseStream();
     stream = QVIOStreamUtils::openFileStream(fileSpec, "rb");
     if (!stream)
         return kStsOpenError;
