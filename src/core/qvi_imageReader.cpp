@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "qv_fileSpec.h"
+#include "qv_statusCodes.h"
 #include "qvi_navigator.h"
 #include "qvi_sceneBuffer.h"
 #include "qvi_utils.h"
@@ -82,7 +83,7 @@ QVStatus QVIImageReader::readEnd()
 QVStatus QVIImageReader::getDimsAtMag(double mag, uint32_t& width, uint32_t& height) const
 {
     if (!(mag >= getMinMagnification() && mag <= getMaxMagnification()))
-        return kStsMagOutOfRange;
+        return QVI_STS_Core_MagOutOfRange;
     return QVIUtils::getDimsAtMag(getWidth(), getHeight(), mag, width, height);
 }
 
