@@ -123,9 +123,15 @@ QVStatus writeExactly(QVIOStreamInf& stream, const uint8_t* data, size_t size)
     return 0;
 }
 
-std::unique_ptr<uint8_t[]> allocateBlock(size_t size)
+struct FreeDeleter {
+    void operator()(uint8_t* block) const { std::free(block); }
+};
+using Block = std::unique_ptr<uint8_t, FreeDeleter>;
+
+// Null when memory runs out, also for sizes no allocator can serve.
+Block allocateBlock(size_t size)
 {
-    return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[size]);
+    return Block(static_cast<uint8_t*>(std::malloc(std::max<size_t>(size, 1))));
 }
 
 }  // namespace
