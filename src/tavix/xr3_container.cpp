@@ -5,6 +5,7 @@
 
 #include "qv_ioStreamUtils.h"
 #include "qv_ioSubStream.h"
+#include "xr3_metadata.h"
 
 namespace Orvanetics {
 
@@ -15,10 +16,18 @@ QVStatus XR3Container::initialize() {
     m_initialized = true;
     m_db.reset(new (std::nothrow) XR3PacketDB());
     if (!m_db) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
-    std::lock_guard<QVUtilCriticalSection> lock(m_criticalSection);
-    if (QVStatus status = initializeLoadImage()) return status;
-    return initContents();
+    {
+        std::lock_guard<QVUtilCriticalSection> lock(m_criticalSection);
+        if (QVStatus status = initializeLoadImage()) return status;
+        if (QVStatus status = initContents()) return status;
+    }
+    m_metadataReader.reset(new (std::nothrow) XR3MetadataReader());
+    if (!m_metadataReader) return xr3DBFail(QVI_STS_Tavix_OutOfMemory);
+    return m_metadataReader->initialize(*this);
 }
+
+XR3Container::XR3Container() = default;
+XR3Container::~XR3Container() = default;
 
 // The image list, in file order, from the header and XR2 packets; the
 // overview number from the index, if there is one that loads.

@@ -20,12 +20,14 @@ struct XR3ImageDesc {
     bool operator==(const XR3ImageDesc&) const = default;
 };
 
+class XR3MetadataReader;
+
 class XR3Container {
 public:
     static constexpr uint32_t kNoOverviewImage = 0xFFFFFFFF;
 
-    XR3Container() = default;
-    virtual ~XR3Container() = default;
+    XR3Container();
+    virtual ~XR3Container();
     XR3Container(const XR3Container&) = delete;
     XR3Container& operator=(const XR3Container&) = delete;
 
@@ -61,6 +63,8 @@ public:
     // 2009 if the file has no image of that number.
     QVStatus getImageDesc(uint32_t number, XR3ImageDesc& desc) const;
     const XR3Version& getSourceVersion() const;
+    // What metadata the file holds; null before initialize.
+    XR3MetadataReader* getMetadataReader() const { return m_metadataReader.get(); }
     bool isInitialized() const { return m_initialized; }
 
 protected:
@@ -77,6 +81,7 @@ private:
     bool m_initialized = false;
     XR3List<XR3ImageDesc> m_images;
     QVUtilCriticalSection m_criticalSection;
+    std::unique_ptr<XR3MetadataReader> m_metadataReader;
     uint32_t m_overviewImageNumber = kNoOverviewImage;
 };
 
