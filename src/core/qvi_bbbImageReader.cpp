@@ -178,34 +178,42 @@ QVStatus QVIBBBImageReader::addProjectionMetadata()
     if (!metadata)
         return 0;
     const QVIBBBHeaderReader& header = m_header;
+    const struct {
+        QVIMetadataTag tag;
+        const std::optional<std::string>& value;
+    } texts[] = {
+        {QVI_METADATA_TAG_IMG_HORIZONTAL_UNITS, header.getMapUnits()},
+        {QVI_METADATA_TAG_IMG_PROJECTION_NAME, header.getProjectionName()},
+        {QVI_METADATA_TAG_IMG_SPHEROID_NAME, header.getSpheroidName()},
+    };
+    const struct {
+        QVIMetadataTag tag;
+        std::optional<double> value;
+    } numbers[] = {
+        {QVI_METADATA_TAG_IMG_SPHEROID_SEMI_MAJOR_AXIS, header.getSemiMajorAxis()},
+        {QVI_METADATA_TAG_IMG_SPHEROID_SEMI_MINOR_AXIS, header.getSemiMinorAxis()},
+        {QVI_METADATA_TAG_IMG_SPHEROID_ECCENTRICITY_SQUARED, header.getESquared()},
+        {QVI_METADATA_TAG_IMG_SPHEROID_RADIUS, header.getRadius()},
+    };
     try {
-        auto addText = [&](QVIMetadataTag tag, const std::optional<std::string>& value) {
-            const char* text = value->c_str();
-            return metadata->add(QVIMetadataRecord(tag, QVI_METADATA_DATATYPE_ASCII, &text));
-        };
-        auto addDouble = [&](QVIMetadataTag tag, double value) {
-            return metadata->add(QVIMetadataRecord(tag, QVI_METADATA_DATATYPE_FLOAT64, &value));
-        };
         QVStatus status = 0;
-        if (status == 0 && header.getMapUnits())
-            status = addText(QVI_METADATA_TAG_IMG_HORIZONTAL_UNITS, header.getMapUnits());
-        if (status == 0 && header.getProjectionName())
-            status = addText(QVI_METADATA_TAG_IMG_PROJECTION_NAME, header.getProjectionName());
-        if (status == 0 && header.getSpheroidName())
-            status = addText(QVI_METADATA_TAG_IMG_SPHEROID_NAME, header.getSpheroidName());
+        for (const auto& text : texts) {
+            if (status == 0 && text.value) {
+                const char* value = text.value->c_str();
+                status = metadata->add(QVIMetadataRecord(text.tag, QVI_METADATA_DATATYPE_ASCII, &value));
+            }
+        }
+        for (const auto& number : numbers) {
+            if (status == 0 && number.value) {
+                const double value = *number.value;
+                status = metadata->add(QVIMetadataRecord(number.tag, QVI_METADATA_DATATYPE_FLOAT64, &value));
+            }
+        }
         if (status == 0 && header.getProjectionZone()) {
             const int32_t zone = int32_t(*header.getProjectionZone());
             status = metadata->add(QVIMetadataRecord(QVI_METADATA_TAG_IMG_PROJECTION_ZONE,
                                                      QVI_METADATA_DATATYPE_SINT32, &zone));
         }
-        if (status == 0 && header.getSemiMajorAxis())
-            status = addDouble(QVI_METADATA_TAG_IMG_SPHEROID_SEMI_MAJOR_AXIS, *header.getSemiMajorAxis());
-        if (status == 0 && header.getSemiMinorAxis())
-            status = addDouble(QVI_METADATA_TAG_IMG_SPHEROID_SEMI_MINOR_AXIS, *header.getSemiMinorAxis());
-        if (status == 0 && header.getESquared())
-            status = addDouble(QVI_METADATA_TAG_IMG_SPHEROID_ECCENTRICITY_SQUARED, *header.getESquared());
-        if (status == 0 && header.getRadius())
-            status = addDouble(QVI_METADATA_TAG_IMG_SPHEROID_RADIUS, *header.getRadius());
         if (status == 0 && header.hasProjectionParameters()) {
             status = metadata->add(QVIMetadataRecord(
                 QVI_METADATA_TAG_IMG_PROJECTION_PARAMETERS, QVI_METADATA_DATATYPE_FLOAT64,

@@ -1,5 +1,6 @@
 #include "qvi_imageFilter.h"
 
+#include "qv_statusCodes.h"
 #include "qvi_pixel.h"
 
 namespace Orvanetics {
@@ -50,7 +51,7 @@ uint32_t QVIImageFilter::getHeight() const
 QVStatus QVIImageFilter::getDimsAtMag(double mag, uint32_t& width, uint32_t& height) const
 {
     return m_previousStage ? m_previousStage->getDimsAtMag(mag, width, height)
-                           : kStsNoPreviousStage;
+                           : QVI_STS_NullPointer;
 }
 
 const QVIPixel& QVIImageFilter::getPixelProps() const
@@ -173,38 +174,38 @@ bool QVIImageFilter::getReaderScene(const QVIScene& scene, QVIScene& readerScene
 
 QVStatus QVIImageFilter::overrideBackgroundPixel(const QVIPixel* pixel)
 {
-    return m_previousStage ? m_previousStage->overrideBackgroundPixel(pixel) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->overrideBackgroundPixel(pixel) : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::overrideNoDataPixel(const QVIPixel* pixel)
 {
-    return m_previousStage ? m_previousStage->overrideNoDataPixel(pixel) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->overrideNoDataPixel(pixel) : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::overrideGeoCoord(const QVIGeoCoord& geoCoord)
 {
-    return m_previousStage ? m_previousStage->overrideGeoCoord(geoCoord) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->overrideGeoCoord(geoCoord) : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::overrideDynamicRange(const QVIPixel& minimum, const QVIPixel& maximum)
 {
     return m_previousStage ? m_previousStage->overrideDynamicRange(minimum, maximum)
-                           : kStsNoPreviousStage;
+                           : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::overridePixelBPS(uint32_t bitsPerSample)
 {
-    return m_previousStage ? m_previousStage->overridePixelBPS(bitsPerSample) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->overridePixelBPS(bitsPerSample) : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::overridePixelLookupTable(const QVIPixelLookupTable* table)
 {
-    return m_previousStage ? m_previousStage->overridePixelLookupTable(table) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->overridePixelLookupTable(table) : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::overrideMetadata(const QVIMetadataDatabase* metadata)
 {
-    return m_previousStage ? m_previousStage->overrideMetadata(metadata) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->overrideMetadata(metadata) : QVI_STS_NullPointer;
 }
 
 const QVIMask* QVIImageFilter::getMask() const
@@ -219,17 +220,17 @@ bool QVIImageFilter::getPipelineInfo(QVIPipelineInfo info) const
 
 QVStatus QVIImageFilter::decodeBegin(const QVIPixel& pixel, const QVIScene& scene)
 {
-    return m_previousStage ? m_previousStage->readBegin(pixel, scene) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->readBegin(pixel, scene) : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::decodeStrip(QVISceneBuffer& buffer, const QVIScene& stripScene)
 {
-    return m_previousStage ? m_previousStage->readStrip(buffer, stripScene) : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->readStrip(buffer, stripScene) : QVI_STS_NullPointer;
 }
 
 QVStatus QVIImageFilter::decodeEnd()
 {
-    return m_previousStage ? m_previousStage->readEnd() : kStsNoPreviousStage;
+    return m_previousStage ? m_previousStage->readEnd() : QVI_STS_NullPointer;
 }
 
 }  // namespace Orvanetics

@@ -14,8 +14,6 @@ class QVIImageFilter : public QVIImageStage {
 public:
     // The bit every filter adds to the modifications of its previous stage.
     static constexpr uint32_t kModificationUnknown = 0x1;
-    // What the decode operations answer without a previous stage.
-    static constexpr QVStatus kStsNoPreviousStage = 7;  // "NULL pointer dereferenced"
 
     QVIImageStage* getPreviousStage() const { return m_previousStage; }
     // Releases the old stage and retains the new one; the same stage is left alone.

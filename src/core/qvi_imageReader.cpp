@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "qv_fileSpec.h"
+#include "qv_statusCodes.h"
 #include "qvi_metadataEditor.h"
 #include "qvi_navigator.h"
 #include "qvi_sceneBuffer.h"
@@ -84,7 +85,7 @@ QVStatus QVIImageReader::readEnd()
 QVStatus QVIImageReader::getDimsAtMag(double mag, uint32_t& width, uint32_t& height) const
 {
     if (!(mag >= getMinMagnification() && mag <= getMaxMagnification()))
-        return kStsMagOutOfRange;
+        return QVI_STS_Core_MagOutOfRange;
     return QVIUtils::getDimsAtMag(getWidth(), getHeight(), mag, width, height);
 }
 

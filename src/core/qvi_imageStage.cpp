@@ -5,6 +5,7 @@
 #include <new>
 
 #include "qv_math.h"
+#include "qv_statusCodes.h"
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
 
@@ -30,18 +31,18 @@ QVStatus QVIImageStage::validateReadRequest(const QVIPixel& pixel, const QVIScen
     const double mag = scene.getMag();
     // Written as a range test so that a NaN magnification fails it too.
     if (!(mag >= getMinMagnification() && mag <= getMaxMagnification()))
-        return kStsMagOutOfRange;
+        return QVI_STS_Core_MagOutOfRange;
     if (!QVMath::isPowerOfTwo(mag) && !getPipelineInfo(QVI_PIPELINE_ARBITRARY_MAG))
-        return kStsMagOutOfRange;
+        return QVI_STS_Core_MagOutOfRange;
     if (scene.getUpperLeftCol() < 0 || scene.getUpperLeftRow() < 0)
-        return kStsSceneOutOfRange;
+        return QVI_STS_Core_SceneOutOfRange;
     uint32_t width = 0;
     uint32_t height = 0;
     if (const QVStatus status = getDimsAtMag(mag, width, height))
         return status;
     if (int64_t(scene.getLowerRightCol()) >= int64_t(width) ||
         int64_t(scene.getLowerRightRow()) >= int64_t(height))
-        return kStsSceneOutOfRange;
+        return QVI_STS_Core_SceneOutOfRange;
     return QVIPixel::checkCompatible(pixel, getPixelProps());
 }
 
@@ -52,7 +53,7 @@ QVStatus QVIImageStage::validateReadRequest(const QVISceneBuffer& buffer,
         return status;
     if (int64_t(buffer.getNumCols()) < scene.getNumCols() ||
         int64_t(buffer.getNumRows()) < scene.getNumRows())
-        return kStsSceneSizeDiffers;
+        return QVI_STS_Core_SceneBufferSizeMismatch;
     return 0;
 }
 
@@ -99,7 +100,7 @@ QVStatus QVIImageStage::readAllStrips(QVISceneBuffer& buffer)
             QVISceneBuffer view(buffer, 0, rowOffset, uint32_t(strip.getNumCols()),
                                 uint32_t(strip.getNumRows()));
             if (view.getNumPixels() == 0)
-                return kStsSceneTooLarge;
+                return QVI_STS_Core_SceneTooLarge;
             if (const QVStatus status = readStrip(view, strip))
                 return status;
         } catch (const QVUtilException& exception) {
@@ -117,12 +118,12 @@ QVStatus QVIImageStage::readBegin(const QVIPixel& pixel, const QVIScene& scene)
     // A strip height of 0 would divide by zero below.
     const int64_t stripHeight = std::min<int64_t>(getStripHeight(), INT32_MAX);
     if (stripHeight == 0)
-        return kStsInvalidArgument;
+        return QVI_STS_Core_InvalidArgument;
     const int64_t numStrips = (stripHeight + scene.getNumRows() - 1) / stripHeight;
     m_read.reset(new (std::nothrow)
                      ReadState{scene, int32_t(stripHeight), int32_t(numStrips)});
     if (!m_read)
-        return kStsOutOfMemory;
+        return QVI_STS_OutOfMemory;
     QVStatus status = decodeBegin(pixel, scene);
     if (status == 0) {
         status = checkDelegates(nullptr, false);

@@ -24,13 +24,6 @@ enum QVIPipelineInfo : uint32_t {
 
 class QVIImageStage : public QVIImage {
 public:
-    // Status codes of the read protocol.
-    static constexpr QVStatus kStsOutOfMemory = 8;              // "out of memory"
-    static constexpr QVStatus kStsInvalidArgument = 50003;      // "invalid argument to function"
-    static constexpr QVStatus kStsSceneTooLarge = 50012;        // "scene larger than 2GB"
-    static constexpr QVStatus kStsSceneOutOfRange = 50014;      // "specified scene out of range of image"
-    static constexpr QVStatus kStsMagOutOfRange = 50015;        // "scene magnification out of range"
-    static constexpr QVStatus kStsSceneSizeDiffers = 50027;     // "specified scene size differs from buffer size"
 
     virtual void setProgressDelegate(QVIProgressDelegate* delegate) = 0;
     virtual QVIProgressDelegate* getProgressDelegate() const = 0;

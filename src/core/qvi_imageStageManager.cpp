@@ -4,6 +4,7 @@
 #include <new>
 
 #include "qv_fileSpec.h"
+#include "qv_statusCodes.h"
 #include "qvi_imageStage.h"
 
 namespace Orvanetics {
@@ -25,7 +26,7 @@ QVStatus takeFilledSpec(QVFileSpec* made, QVFileSpec& fileSpec)
 {
     std::unique_ptr<QVFileSpec> owned(made);
     if (!owned)
-        return QVIImageStageManager::kStsNothingCreated;
+        return QVI_STS_Failure;
     fileSpec = *owned;
     return 0;
 }
@@ -43,7 +44,7 @@ QVStatus QVIImageStageManager::createImageProps(uint32_t index, QVIImage*& image
 QVStatus QVIImageStageManager::createImageStage(uint32_t index, QVIImageStage*& stage)
 {
     stage = createImageStage(index);
-    return stage != nullptr ? 0 : kStsNothingCreated;
+    return stage != nullptr ? 0 : QVI_STS_Failure;
 }
 
 QVIImageStage* QVIImageStageManager::createImageStage(uint32_t index)

@@ -19,8 +19,6 @@ class QVIImageStage;
 
 class QVIImageStageManager : public QVIReferenceCountedObject {
 public:
-    // What the pair defaults answer when the other member hands out nothing.
-    static constexpr QVStatus kStsNothingCreated = 1;
 
     // Defaults to createImageStage(index, stage).
     virtual QVStatus createImageProps(uint32_t index, QVIImage*& image);

@@ -2,11 +2,11 @@
 
 #include <new>
 
+#include "qv_statusCodes.h"
+
 namespace Orvanetics {
 
 namespace {
-
-constexpr QVStatus kStsOutOfMemory = 8;
 
 // Runs a copy that may throw for want of memory and turns that into status 8.
 template <typename Copy>
@@ -18,7 +18,7 @@ QVStatus copyOrOutOfMemory(Copy&& copy)
     } catch (const QVUtilException& exception) {
         return exception.getStatus();
     } catch (const std::bad_alloc&) {
-        return kStsOutOfMemory;
+        return QVI_STS_OutOfMemory;
     }
 }
 

@@ -102,6 +102,7 @@ std::string QVIRawImageReader::getSourceName() const
 
 QVStatus QVIRawImageReader::openFile(const QVFileSpec& fileSpec, QVIOStreamInf*& stream)
 {
+    releaseStream();
     stream = QVIOStreamUtils::openFileStream(fileSpec, "rb");
     if (!stream)
         return kStsOpenError;
@@ -355,8 +356,15 @@ QVStatus QVIRawImageReader::readRun(size_t first, size_t last, QVISceneBuffer& b
                                     uint32_t numCols)
 {
     const Segment& head = m_segments[first];
-    if (first == last && head.destination)
-        return readAt(head.offset, head.destination, head.length);
+    if (isGaplessBandRun(first, last)) {
+        // Consecutive band rows go straight to their bands: no copy, and no seek between them.
+        for (size_t index = first; index <= last; ++index) {
+            const Segment& segment = m_segments[index];
+            if (const QVStatus status = readAt(segment.offset, segment.destination, segment.length))
+                return status;
+        }
+        return 0;
+    }
     const Segment& tail = m_segments[last];
     const uint64_t span = uint64_t(tail.offset - head.offset) + tail.length;
     if (m_runBuffer.size() < span) {
@@ -377,6 +385,21 @@ QVStatus QVIRawImageReader::readRun(size_t first, size_t last, QVISceneBuffer& b
             spreadPixels(source, buffer, segment.row, numCols);
     }
     return 0;
+}
+
+bool QVIRawImageReader::isGaplessBandRun(size_t first, size_t last) const
+{
+    for (size_t index = first; index <= last; ++index) {
+        const Segment& segment = m_segments[index];
+        if (!segment.destination)
+            return false;
+        if (index > first) {
+            const Segment& previous = m_segments[index - 1];
+            if (segment.offset != previous.offset + int64_t(previous.length))
+                return false;
+        }
+    }
+    return true;
 }
 
 // Copies one row of interleaved pixels to the bands of the buffer, each band

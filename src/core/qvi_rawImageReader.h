@@ -103,6 +103,7 @@ private:
     void orderBandsBySource(const QVISceneBuffer& buffer);
     QVStatus readSegments(QVISceneBuffer& buffer, uint32_t numCols);
     QVStatus readRun(size_t first, size_t last, QVISceneBuffer& buffer, uint32_t numCols);
+    bool isGaplessBandRun(size_t first, size_t last) const;
     void spreadPixels(const uint8_t* source, QVISceneBuffer& buffer, uint32_t row,
                       uint32_t numCols) const;
     QVStatus readAt(int64_t offset, uint8_t* destination, uint64_t length);

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "qv_ioStreamInf.h"
+#include "qv_statusCodes.h"
 #include "qvi_pixel.h"
 
 namespace Orvanetics {
@@ -103,7 +104,7 @@ QVStatus readExactly(QVIOStreamInf& stream, uint8_t* data, size_t size)
     while (size > 0) {
         const auto chunk = static_cast<uint32_t>(std::min(size, kMaxStreamChunk));
         if (stream.read(data, chunk) != chunk)
-            return shortTransferStatus(stream, QVISceneBuffer::kStsErrorReadingFile);
+            return shortTransferStatus(stream, QVI_STS_Core_ReadError);
         data += chunk;
         size -= chunk;
     }
@@ -115,16 +116,22 @@ QVStatus writeExactly(QVIOStreamInf& stream, const uint8_t* data, size_t size)
     while (size > 0) {
         const auto chunk = static_cast<uint32_t>(std::min(size, kMaxStreamChunk));
         if (stream.write(data, chunk) != chunk)
-            return shortTransferStatus(stream, QVISceneBuffer::kStsErrorWritingFile);
+            return shortTransferStatus(stream, QVI_STS_Core_WriteError);
         data += chunk;
         size -= chunk;
     }
     return 0;
 }
 
-std::unique_ptr<uint8_t[]> allocateBlock(size_t size)
+struct FreeDeleter {
+    void operator()(uint8_t* block) const { std::free(block); }
+};
+using Block = std::unique_ptr<uint8_t, FreeDeleter>;
+
+// Null when memory runs out, also for sizes no allocator can serve.
+Block allocateBlock(size_t size)
 {
-    return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[size]);
+    return Block(static_cast<uint8_t*>(std::malloc(std::max<size_t>(size, 1))));
 }
 
 }  // namespace
@@ -175,7 +182,7 @@ void QVISceneBuffer::init(const QVIPixel& pixel, uint32_t colOffset, uint32_t ro
         m_totalNumCols = totalNumCols != 0 ? totalNumCols : numCols;
         m_bandData = std::make_unique<void*[]>(m_numBands);
     } catch (const std::bad_alloc&) {
-        throw QVUtilException(kStsOutOfMemory);
+        throw QVUtilException(QVI_STS_OutOfMemory);
     }
     if (data == nullptr) {
         allocateBands(totalNumRows);
@@ -199,7 +206,7 @@ void QVISceneBuffer::allocateBands(uint32_t totalNumRows)
         m_bandData[band] = fits ? std::calloc(std::max<size_t>(bytes, 1), 1) : nullptr;
         if (m_bandData[band] == nullptr) {
             releaseBands();
-            throw QVUtilException(kStsOutOfMemory);
+            throw QVUtilException(QVI_STS_OutOfMemory);
         }
     }
 }
@@ -283,7 +290,7 @@ QVStatus QVISceneBuffer::importDataBand(uint16_t dstBand, const QVISceneBuffer& 
                                         uint16_t srcBand)
 {
     if (dstBand >= m_numBands || srcBand >= src.m_numBands)
-        return kStsNumBandsMismatch;
+        return QVI_STS_Core_MismatchNumBands;
     const uint32_t cols = std::min(m_numCols, src.m_numCols);
     const uint32_t rows = std::min(m_numRows, src.m_numRows);
     // The destination's sample size serves both sides: same types are assumed.
@@ -340,7 +347,7 @@ QVStatus QVISceneBuffer::importDataBSQ(QVIOStreamInf& stream)
     const size_t size = streamImportBytes();
     auto block = allocateBlock(size);
     if (!block)
-        return kStsOutOfMemory;
+        return QVI_STS_OutOfMemory;
     if (const QVStatus status = readExactly(stream, block.get(), size))
         return status;
     return importDataBSQ(static_cast<const void*>(block.get()));
@@ -351,14 +358,14 @@ QVStatus QVISceneBuffer::exportDataBSQ(void**& bands) const
     if (bands == nullptr) {
         auto** array = static_cast<void**>(std::calloc(std::max<size_t>(m_numBands, 1), sizeof(void*)));
         if (array == nullptr)
-            return kStsOutOfMemory;
+            return QVI_STS_OutOfMemory;
         for (uint16_t band = 0; band < m_numBands; ++band) {
             array[band] = std::malloc(std::max<size_t>(packedBandBytes(band), 1));
             if (array[band] == nullptr) {
                 for (uint16_t made = 0; made < band; ++made)
                     std::free(array[made]);
                 std::free(array);
-                return kStsOutOfMemory;
+                return QVI_STS_OutOfMemory;
             }
         }
         bands = array;
@@ -380,7 +387,7 @@ QVStatus QVISceneBuffer::exportDataBSQ(void*& data) const
         data = size == std::numeric_limits<size_t>::max() ? nullptr
                                                            : std::malloc(std::max<size_t>(size, 1));
         if (data == nullptr)
-            return kStsOutOfMemory;
+            return QVI_STS_OutOfMemory;
     }
     auto* to = static_cast<uint8_t*>(data);
     for (uint16_t band = 0; band < m_numBands; ++band) {
@@ -396,7 +403,7 @@ QVStatus QVISceneBuffer::exportDataBSQ(QVIOStreamInf& stream) const
     const size_t size = packedPixelBytes();
     auto block = allocateBlock(size);
     if (!block)
-        return kStsOutOfMemory;
+        return QVI_STS_OutOfMemory;
     void* data = block.get();
     if (const QVStatus status = exportDataBSQ(data))
         return status;
@@ -421,7 +428,7 @@ QVStatus QVISceneBuffer::importDataBIP(const void* data)
             }
         });
         if (!known)
-            return kStsUnsupportedDatatype;
+            return QVI_STS_Core_UnsupportedDataType;
         bandOffset += bytes;
     }
     return 0;
@@ -432,7 +439,7 @@ QVStatus QVISceneBuffer::importDataBIP(QVIOStreamInf& stream)
     const size_t size = streamImportBytes();
     auto block = allocateBlock(size);
     if (!block)
-        return kStsOutOfMemory;
+        return QVI_STS_OutOfMemory;
     if (const QVStatus status = readExactly(stream, block.get(), size))
         return status;
     return importDataBIP(static_cast<const void*>(block.get()));
@@ -445,7 +452,7 @@ QVStatus QVISceneBuffer::uniformSampleBytes(uint32_t& bytes) const
     bytes = m_numBands > 0 ? sampleBytes(0) : 0;
     for (uint16_t band = 1; band < m_numBands; ++band) {
         if (sampleBytes(band) != bytes)
-            return kStsUnsupportedDatatype;
+            return QVI_STS_Core_UnsupportedDataType;
     }
     return 0;
 }
@@ -468,11 +475,11 @@ QVStatus QVISceneBuffer::exportDataBIP(void*& data) const
         return status;
     // 64-bit samples have no interleaved memory export.
     if (sampleSize != 1 && sampleSize != 2 && sampleSize != 4)
-        return kStsUnsupportedDatatype;
+        return QVI_STS_Core_UnsupportedDataType;
     if (data == nullptr) {
         data = std::malloc(std::max<size_t>(packedPixelBytes(), 1));
         if (data == nullptr)
-            return kStsOutOfMemory;
+            return QVI_STS_OutOfMemory;
     }
     const size_t rowBytes = size_t(m_numBands) * m_numCols * sampleSize;
     auto* to = static_cast<uint8_t*>(data);
@@ -487,11 +494,11 @@ QVStatus QVISceneBuffer::exportDataBIP(QVIOStreamInf& stream) const
     if (const QVStatus status = uniformSampleBytes(sampleSize))
         return status;
     if (sampleSize != 1 && sampleSize != 2 && sampleSize != 4 && sampleSize != 8)
-        return kStsUnsupportedDatatype;
+        return QVI_STS_Core_UnsupportedDataType;
     const size_t rowBytes = size_t(m_numBands) * m_numCols * sampleSize;
     auto rowBlock = allocateBlock(rowBytes);
     if (!rowBlock)
-        return kStsOutOfMemory;
+        return QVI_STS_OutOfMemory;
     for (uint32_t row = 0; row < m_numRows; ++row) {
         composeBIPRow(row, sampleSize, rowBlock.get());
         if (const QVStatus status = writeExactly(stream, rowBlock.get(), rowBytes))
@@ -513,7 +520,7 @@ QVStatus QVISceneBuffer::exportData(void* dst, int64_t pixelStep, int64_t rowSte
             }
         });
         if (!known)
-            return kStsUnsupportedDatatype;
+            return QVI_STS_Core_UnsupportedDataType;
     }
     return 0;
 }
@@ -563,7 +570,7 @@ QVStatus QVISceneBuffer::fill(const QVIPixel& pixel)
 QVStatus QVISceneBuffer::fill(const QVIPixel& pixel, uint16_t band)
 {
     if (band >= m_numBands || getSourceBandIndex(band) >= pixel.getNumBands())
-        return kStsNumBandsMismatch;
+        return QVI_STS_Core_MismatchNumBands;
     const uint16_t source = getSourceBandIndex(band);
     if (m_numRows == 0 || m_numCols == 0)
         return 0;
@@ -574,7 +581,7 @@ QVStatus QVISceneBuffer::fill(const QVIPixel& pixel, uint16_t band)
     if (!dispatchSampleSize(bytes, [&](auto size) {
             fillSamples<decltype(size)::value>(first, value, m_numCols);
         }))
-        return kStsUnsupportedDatatype;
+        return QVI_STS_Core_UnsupportedDataType;
     const size_t rowBytes = size_t(m_numCols) * bytes;
     for (uint32_t row = 1; row < m_numRows; ++row)
         std::memcpy(rowAddress(band, row), first, rowBytes);

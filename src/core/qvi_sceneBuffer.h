@@ -18,12 +18,6 @@ class QVISceneBuffer {
 public:
     static constexpr uint16_t kNoBand = 0xFFFF;
 
-    // Status codes raised here.
-    static constexpr QVStatus kStsOutOfMemory = 8;             // "out of memory"
-    static constexpr QVStatus kStsUnsupportedDatatype = 50001; // "unsupported datatype"
-    static constexpr QVStatus kStsErrorWritingFile = 50005;    // "error writing file"
-    static constexpr QVStatus kStsErrorReadingFile = 50006;    // "error reading file"
-    static constexpr QVStatus kStsNumBandsMismatch = 50018;    // "impedance mismatch - number of bands"
 
     // The whole grid. Null data allocates and zero-fills each band; otherwise
     // the caller's band pointers are wrapped. totalNumCols 0 means numCols.

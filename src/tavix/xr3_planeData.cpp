@@ -4,7 +4,16 @@
 #include <cstring>
 #include <new>
 
+#include "xr3_imageInfo.h"
+
 namespace Orvanetics {
+
+bool XR3PlaneDesc::isValid(const XR3ImageInfo& info) const {
+    if (subband >= info.subbands.size() || component >= info.numBands || plane >= kXR3PlanesPerBand)
+        return false;
+    const XR3SubbandDims& dims = info.subbands[subband];
+    return subblock < uint32_t(dims.rows) * dims.cols;
+}
 
 std::string XR3PlaneDesc::tostring() const {
     char text[64];
@@ -69,7 +78,7 @@ QVStatus XR3PlaneData::allocate(uint32_t size) {
     // One byte at least, so that an owned buffer is never null.
     buffer = new (std::nothrow) uint8_t[size ? size : 1];
     if (!buffer)
-        return kStsXR3PlaneOutOfMemory;
+        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
     length = size;
     flags |= kXR3PlaneOwned;
     return 0;

@@ -8,13 +8,12 @@
 #include <cstdint>
 #include <string>
 
+#include "qv_statusCodes.h"
 #include "qv_utilStatusData.h"
 
 namespace Orvanetics {
 
 class XR3ImageInfo;
-
-constexpr QVStatus kStsXR3PlaneOutOfMemory = 2012;  // "tavix out of memory"
 
 // Number of bit-planes of one band of one subblock.
 constexpr unsigned kXR3PlanesPerBand = 32;

@@ -545,7 +545,7 @@ QVStatus PNGImageWriter::writeStrip(QVISceneBuffer& buffer, const QVIScene&)
     const size_t needed = size_t(buffer.getNumCols()) * getSamplesPerPixel() *
                           buffer.getPixelProps().getMaxBytesPerSample();
     if (needed > m_rowBuffer.size())
-        return kStsUnsupportedDataType;
+        return kStsStripWiderThanScene;
     for (uint32_t row = 0; row < buffer.getNumRows(); ++row) {
         if (const QVStatus status = composeRow(buffer, row))
             return status;

@@ -24,6 +24,7 @@ public:
     static constexpr QVStatus kStsBadParam = 3;                   // "bad function parameter"
     static constexpr QVStatus kStsUnsupportedColorSpace = 50402;  // "unsupported colorspace"
     static constexpr QVStatus kStsUnsupportedDataType = 50403;    // "unsupported datatype"
+    static constexpr QVStatus kStsStripWiderThanScene = 50027;    // "specified scene size differs from buffer size"
     static constexpr QVStatus kStsPNGOutOfMemory = 50464;         // "PNG: out of memory"
     static constexpr QVStatus kStsPNGLibError = 50465;            // "PNG: libpng error '%s'"
 

@@ -204,3 +204,29 @@ TEST(BBBHeader, MissingFileCannotBeOpened)
     QVIBBBHeaderReader header;
     EXPECT_EQ(header.read(QVFileSpec("/nonexistent/dir/image.hdr")), 50004u);
 }
+
+TEST(BBBHeader, CutAndScrambledHeadersGiveAStatusOrValues)
+{
+    const std::string valid =
+        "BYTEORDER M\nLAYOUT BIL\nNROWS 10\nNCOLS 20\nNBANDS 3\nNBITS 12\nDATATYPE U16\n"
+        "COLORSPACE RGB\nDYNAMICRANGEMIN 1\nDYNAMICRANGEMAX 9\nULXMAP 1.5\nULYMAP 2.5\n"
+        "XDIM 1\nYDIM 1\nPROJECTION_PARAMETERS 1 2 3\n4 5 6\nWKT x\nNODATA 1 2 3\n";
+    for (size_t length = 0; length <= valid.size(); ++length) {
+        QVIBBBHeaderReader header;
+        const QVStatus status = parse(header, valid.substr(0, length));
+        if (status == 0) {
+            EXPECT_GT(header.getNumRows(), 0);
+            EXPECT_GT(header.getNumBands(), 0);
+        }
+    }
+    uint32_t seed = 12345;
+    for (int round = 0; round < 500; ++round) {
+        std::string text = valid;
+        for (int k = 0; k < 4; ++k) {
+            seed = seed * 1103515245u + 12345u;
+            text[(seed >> 8) % text.size()] = char(seed >> 24);
+        }
+        QVIBBBHeaderReader header;
+        parse(header, text);
+    }
+}

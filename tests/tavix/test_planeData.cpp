@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "xr3_imageInfo.h"
 #include "xr3_planeData.h"
 
 using namespace Orvanetics;
@@ -46,6 +47,23 @@ TEST(XR3PlaneDesc, CompareOrdersSubbandFirstThenSubblockComponentPlane) {
 TEST(XR3PlaneDesc, TextFormIsSubbandSubblockComponentPlane) {
     EXPECT_EQ(XR3PlaneDesc(5, 1234, 2, 17).tostring(), "<5.1234.2.17>");
     EXPECT_EQ(XR3PlaneDesc().tostring(), "<255.-1.65535.255>");
+}
+
+TEST(XR3PlaneDesc, ValidityIsCheckedAgainstTheImage) {
+    XR3ImageInfo info;
+    info.width = 100;
+    info.height = 70;
+    info.numLevels = 1;
+    info.numBands = 2;
+    info.subblockSize = 32;
+    ASSERT_EQ(info.setup_subbands(), 0u);
+    // Subband 4 (HH) is 50 by 35: 2 rows of 2 subblocks.
+    EXPECT_TRUE(XR3PlaneDesc(4, 3, 1, 31).isValid(info));
+    EXPECT_FALSE(XR3PlaneDesc(4, 4, 1, 31).isValid(info));   // subblock past the subband
+    EXPECT_FALSE(XR3PlaneDesc(5, 0, 0, 0).isValid(info));    // no such subband
+    EXPECT_FALSE(XR3PlaneDesc(4, 0, 2, 0).isValid(info));    // no such band
+    EXPECT_FALSE(XR3PlaneDesc(4, 0, 0, 32).isValid(info));   // planes end at 31
+    EXPECT_FALSE(XR3PlaneDesc().isValid(info));
 }
 
 TEST(XR3PlaneDesc, ByteFormIsBigEndianInAddressOrder) {
