@@ -372,7 +372,8 @@ QVStatus QVIMetadataAcc::getDimensions(uint32_t& width, uint32_t& height) const 
 
 QVStatus QVIMetadataAcc::getGeoCoord(QVIGeoCoord& geoCoord) const {
     const QVIMetadataRecord* origin = nullptr;
-    QVStatus status = getTyped(keyOf(QVI_METADATA_TAG_IMAGE_XY_ORIGIN), QVI_METADATA_DATATYPE_FLOAT64, origin);
+    QVStatus status =
+        getTyped(keyOf(QVI_METADATA_TAG_IMAGE_XY_ORIGIN), QVI_METADATA_DATATYPE_FLOAT64, origin);
     if (status != 0) return status;
     if (origin->getNumDims() != 1 || origin->getNumValues() != 2) {
         return qviMetadataFailure(QVI_STS_Core_MetadataFormatError);
@@ -388,14 +389,16 @@ QVStatus QVIMetadataAcc::getGeoCoord(QVIGeoCoord& geoCoord) const {
 
     double xRot = geoCoord.getXRot();
     double yRot = geoCoord.getYRot();
-    if (m_database->has(QVI_METADATA_TAG_IMAGE_X_ROTATION) && m_database->has(QVI_METADATA_TAG_IMAGE_Y_ROTATION)) {
+    if (m_database->has(QVI_METADATA_TAG_IMAGE_X_ROTATION) &&
+        m_database->has(QVI_METADATA_TAG_IMAGE_Y_ROTATION)) {
         status = get_double(QVI_METADATA_TAG_IMAGE_X_ROTATION, xRot);
         if (status == 0) status = get_double(QVI_METADATA_TAG_IMAGE_Y_ROTATION, yRot);
         if (status != 0) return status;
     }
     const char* wkt = geoCoord.getWKT();
     if (m_database->has(QVI_METADATA_TAG_IMAGE_WKT)) {
-        if ((status = get_string(QVI_METADATA_TAG_IMAGE_WKT, wkt))) return status;
+        status = get_string(QVI_METADATA_TAG_IMAGE_WKT, wkt);
+        if (status != 0) return status;
     }
     try {
         const double* xy = static_cast<const double*>(origin->getScalarData());
@@ -503,13 +506,15 @@ QVStatus QVIMetadataAcc::getPixelLookupTable(const QVIPixel& /*indexPixel*/,
     table = nullptr;
     if (!m_database->has(QVI_METADATA_TAG_IMAGE_INPUT_LUT)) return 0;
     const QVIMetadataRecord* record = nullptr;
-    if (const QVStatus status = getTyped(keyOf(QVI_METADATA_TAG_IMAGE_INPUT_LUT), QVI_METADATA_DATATYPE_UINT8, record)) {
-        return status;
-    }
+    const QVStatus status =
+        getTyped(keyOf(QVI_METADATA_TAG_IMAGE_INPUT_LUT), QVI_METADATA_DATATYPE_UINT8, record);
+    if (status != 0) return status;
     uint32_t numDims = 0;
     const uint32_t* dims = nullptr;
     const void* entries = record->getArrayData(numDims, dims);
-    if (numDims != 2 || dims[0] != 3 || dims[1] == 0) return qviMetadataFailure(QVI_STS_Metadata_BadTagFormat);
+    if (numDims != 2 || dims[0] != 3 || dims[1] == 0) {
+        return qviMetadataFailure(QVI_STS_Metadata_BadTagFormat);
+    }
     try {
         auto result = std::make_unique<QVIPixelLookupTable>(
             QVIPixel(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_UINT8), dims[1]);

@@ -18,14 +18,38 @@ class QVIPixelLookupTable;
 // The record type that holds values of a C++ type.
 template <typename T>
 struct QVIMetadataTypeOf;
-template <> struct QVIMetadataTypeOf<uint8_t> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT8; };
-template <> struct QVIMetadataTypeOf<int8_t> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT8; };
-template <> struct QVIMetadataTypeOf<uint16_t> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT16; };
-template <> struct QVIMetadataTypeOf<int16_t> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT16; };
-template <> struct QVIMetadataTypeOf<uint32_t> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT32; };
-template <> struct QVIMetadataTypeOf<int32_t> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT32; };
-template <> struct QVIMetadataTypeOf<float> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_FLOAT32; };
-template <> struct QVIMetadataTypeOf<double> { static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_FLOAT64; };
+template <>
+struct QVIMetadataTypeOf<uint8_t> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT8;
+};
+template <>
+struct QVIMetadataTypeOf<int8_t> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT8;
+};
+template <>
+struct QVIMetadataTypeOf<uint16_t> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT16;
+};
+template <>
+struct QVIMetadataTypeOf<int16_t> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT16;
+};
+template <>
+struct QVIMetadataTypeOf<uint32_t> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT32;
+};
+template <>
+struct QVIMetadataTypeOf<int32_t> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT32;
+};
+template <>
+struct QVIMetadataTypeOf<float> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_FLOAT32;
+};
+template <>
+struct QVIMetadataTypeOf<double> {
+    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_FLOAT64;
+};
 
 // The modification flags of an image (QVIImage::getModifications) and of the
 // record IMAGE::MODIFICATIONS, which holds them as words.

@@ -347,9 +347,11 @@ QVStatus QVIMetadataEditor::setDynamicRange(const QVIPixel& minimum, const QVIPi
         std::all_of(levels.begin(), levels.end(), [&](double l) { return l == levels[0]; });
     const uint32_t count = allBandsAlike ? 1 : numBands;
     const uint32_t numDims = allBandsAlike ? 0 : 1;
-    QVStatus status = setVector(keyOf(QVI_METADATA_TAG_IMAGE_DYNAMIC_RANGE_WINDOW), windows.data(), numDims, &count);
+    QVStatus status =
+        setVector(keyOf(QVI_METADATA_TAG_IMAGE_DYNAMIC_RANGE_WINDOW), windows.data(), numDims, &count);
     if (status == 0) {
-        status = setVector(keyOf(QVI_METADATA_TAG_IMAGE_DYNAMIC_RANGE_LEVEL), levels.data(), numDims, &count);
+        status =
+            setVector(keyOf(QVI_METADATA_TAG_IMAGE_DYNAMIC_RANGE_LEVEL), levels.data(), numDims, &count);
     }
     return status;
 }
@@ -377,8 +379,9 @@ QVStatus QVIMetadataEditor::setPixelValues(QVIMetadataTag tag, const QVIPixel& p
 QVStatus QVIMetadataEditor::setBackgroundPixel(const QVIPixel& pixel) {
     removeBackgroundPixel();
     // 8-bit backgrounds keep their historic key, which readers of old files expect.
-    return setPixelValues(pixel.getDataType() == QVI_DATATYPE_UINT8 ? QVI_METADATA_TAG_IMAGE_NO_DATA_VALUE
-                                                                    : QVI_METADATA_TAG_IMAGE_DEFAULT_DATA_VALUE,
+    const bool historic = pixel.getDataType() == QVI_DATATYPE_UINT8;
+    return setPixelValues(historic ? QVI_METADATA_TAG_IMAGE_NO_DATA_VALUE
+                                   : QVI_METADATA_TAG_IMAGE_DEFAULT_DATA_VALUE,
                           pixel);
 }
 
@@ -456,8 +459,12 @@ QVStatus QVIMetadataEditor::setClassicalMetadata(const QVIImage& image) {
     if (status == 0 && image.getPixelLookupTable() != nullptr) {
         status = setPixelLookupTable(*image.getPixelLookupTable());
     }
-    if (status == 0 && image.getBackgroundPixel() != nullptr) status = setBackgroundPixel(*image.getBackgroundPixel());
-    if (status == 0 && image.getNoDataPixel() != nullptr) status = setNoDataPixel(*image.getNoDataPixel());
+    if (status == 0 && image.getBackgroundPixel() != nullptr) {
+        status = setBackgroundPixel(*image.getBackgroundPixel());
+    }
+    if (status == 0 && image.getNoDataPixel() != nullptr) {
+        status = setNoDataPixel(*image.getNoDataPixel());
+    }
     if (status == 0 && !image.isGeoCoordImplicit()) status = setGeoCoord(image.getGeoCoord());
     return status;
 }
@@ -487,10 +494,23 @@ QVStatus QVIMetadataEditor::setRoiText(const char* key, const char* text) {
 
 QVStatus QVIMetadataEditor::setRoiPolygon(unsigned short id, const double* x, const double* y,
                                           unsigned length, double magnification) {
-    if (length != 0 && (x == nullptr || y == nullptr)) return qviMetadataFailure(QVI_STS_Core_InvalidArgument);
+    if (length != 0 && (x == nullptr || y == nullptr)) {
+        return qviMetadataFailure(QVI_STS_Core_InvalidArgument);
+    }
     QVStatus status = set_double(roiKey(id, "REGION::X").c_str(), x, length);
     if (status == 0) status = set_double(roiKey(id, "REGION::Y").c_str(), y, length);
     if (status == 0) status = set_double(roiKey(id, "MAGNIFICATION").c_str(), magnification);
+    return status;
+}
+
+QVStatus QVIMetadataEditor::setRoiOverlay(unsigned short id, const char* overlay, int overlayLayer) {
+    const std::string layerKey = roiKey(id, "REGION::VECTOROVERLAY_LAYER");
+    // A layer of all ones means "no layer"; an empty overlay has none either.
+    if (*overlay == '\0' || overlayLayer == -1) removeIfPresent(layerKey.c_str());
+    QVStatus status = setRoiText(roiKey(id, "REGION::VECTOROVERLAY").c_str(), overlay);
+    if (status == 0 && *overlay != '\0' && overlayLayer != -1) {
+        status = set_sint32(layerKey.c_str(), static_cast<int32_t>(overlayLayer));
+    }
     return status;
 }
 
@@ -508,15 +528,7 @@ QVStatus QVIMetadataEditor::set_roi(unsigned short id, const double* x, const do
     } else {
         removeIfPresent(weightKey.c_str());
     }
-    const std::string layerKey = roiKey(id, "REGION::VECTOROVERLAY_LAYER");
-    if (status == 0 && overlay != nullptr) {
-        status = setRoiText(roiKey(id, "REGION::VECTOROVERLAY").c_str(), overlay);
-        if (*overlay == '\0' || overlayLayer == -1) {
-            removeIfPresent(layerKey.c_str());
-        } else if (status == 0) {
-            status = set_sint32(layerKey.c_str(), static_cast<int32_t>(overlayLayer));
-        }
-    }
+    if (status == 0 && overlay != nullptr) status = setRoiOverlay(id, overlay, overlayLayer);
     if (status == 0) status = setRoiText(roiKey(id, "NAME").c_str(), name);
     if (status == 0) status = setRoiText(roiKey(id, "COMMENT").c_str(), comment);
     if (status == 0) status = setRoiText(roiKey(id, "URL").c_str(), url);

@@ -140,11 +140,13 @@ public:
 
 private:
     template <typename T>
-    QVStatus setVector(const char* key, const T* values, uint32_t numDims, const uint32_t* dims = nullptr);
+    QVStatus setVector(const char* key, const T* values, uint32_t numDims,
+                       const uint32_t* dims = nullptr);
     // A pixel's sample values as a vector in its type under `tag`.
     QVStatus setPixelValues(QVIMetadataTag tag, const QVIPixel& pixel);
     QVStatus setDoubles(QVIMetadataTag tag, const double* values, uint32_t count);
     QVStatus setRoiText(const char* key, const char* text);
+    QVStatus setRoiOverlay(unsigned short id, const char* overlay, int overlayLayer);
     QVStatus setRoiPolygon(unsigned short id, const double* x, const double* y, unsigned length,
                            double magnification);
     QVStatus findUnusedRoiId(unsigned short& id) const;
