@@ -12,6 +12,7 @@
 #include "qv_ioStreamInf.h"
 #include "qv_ioStreamUtils.h"
 #include "qv_statusCodes.h"
+#include "qvi_metadataEditor.h"
 #include "qvi_scene.h"
 
 namespace Orvanetics {
@@ -265,15 +266,16 @@ QVStatus QVIGeoCoord::writeWorldFile(const QVFileSpec& fileSpec, bool replaceSuf
 // The metadata accessors and editors that carry a georeference in a database
 // are not built yet; until they are, these two answer "not implemented" and
 // leave the database and this object untouched.
-QVStatus QVIGeoCoord::writeMetadata(QVIMetadataDatabase&) const
+QVStatus QVIGeoCoord::writeMetadata(QVIMetadataDatabase& database) const
 {
-    return QVI_STS_NotImplemented;
+    return QVIMetadataEditor(database).setGeoCoord(*this);
 }
 
-QVStatus QVIGeoCoord::readMetadata(const QVIMetadataDatabase&, bool& found)
+QVStatus QVIGeoCoord::readMetadata(const QVIMetadataDatabase& database, bool& found)
 {
-    found = false;
-    return QVI_STS_NotImplemented;
+    const QVStatus status = QVIMetadataAcc(database).getGeoCoord(*this);
+    found = status == 0;
+    return status == QVI_STS_Metadata_TagNotFound ? 0 : status;
 }
 
 }  // namespace Orvanetics

@@ -1,9 +1,11 @@
 #include "qvi_imageReader.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "qv_fileSpec.h"
 #include "qv_statusCodes.h"
+#include "qvi_metadataEditor.h"
 #include "qvi_navigator.h"
 #include "qvi_sceneBuffer.h"
 #include "qvi_utils.h"
@@ -132,10 +134,8 @@ QVStatus QVIImageReader::init(const QVIImage* image)
         return createMetadata(nullptr);
     if (const QVStatus status = copyProperties(*image))
         return status;
-    // Metadata accessor seam: the classical records duplicate the properties
-    // just copied and are to be dropped from the copy here, through
-    // QVIMetadataEditor(*getMetadataDatabase()).removeClassicalMetadata().
-    return 0;
+    // The classical records only repeat the properties just copied.
+    return QVIMetadataEditor(*getMetadataDatabase()).removeClassicalMetadata();
 }
 
 QVStatus QVIImageReader::copyProperties(const QVIImage& image)
@@ -163,39 +163,71 @@ QVStatus QVIImageReader::copyProperties(const QVIImage& image)
 QVStatus QVIImageReader::loadMetadataIntoObjects(QVIMetadataDatabase& metadata, QVIPixel& pixel,
                                                  bool loadPixelProps, bool loadGeoCoord)
 {
-    // Metadata accessor seam. With the typed accessors (QVIMetadataAcc) this
-    // becomes, in order:
-    //   1. if loadPixelProps: acc.getPixelProps(pixel), failure returned;
-    //   2. acc.getDynamicRange(minimum, maximum) on copies of pixel, the
-    //      natural range on failure (as below);
-    //   4. acc.getBackgroundPixel / getNoDataPixel: setBackgroundPixel /
-    //      setNoDataPixel with the value, or null when absent;
-    //   5. acc.getPixelLookupTable(pixel, table), failure returned, then
-    //      setPixelLookupTable(table);
-    //   7. QVIMetadataEditor(metadata).removeClassicalMetadata().
-    // Until then the pixel is taken as given, the range is natural and the
-    // background, no-data and table values set by the reader stay as they are.
+    const QVIMetadataAcc acc(metadata);
     try {
-        QVIPixel minimum(pixel);
-        QVIPixel maximum(pixel);
-        minimum.setSampleValuesToMin();
-        maximum.setSampleValuesToMax();
         if (loadPixelProps) {
-            if (const QVStatus status = setPixelProps(pixel))
+            if (const QVStatus status = acc.getPixelProps(pixel))
                 return status;
         }
-        if (const QVStatus status = setDynamicRange(minimum, maximum))
+        QVStatus status = loadDynamicRange(acc, pixel, loadPixelProps);
+        if (status == 0)
+            status = loadPixelValues(acc, pixel);
+        if (status == 0)
+            status = loadPixelLookupTable(acc, pixel);
+        if (status == 0 && loadGeoCoord)
+            status = loadGeoCoordFrom(metadata);
+        if (status != 0)
             return status;
-        if (!loadGeoCoord)
-            return 0;
-        QVIGeoCoord geoCoord(getGeoCoord());
-        bool found = false;
-        if (const QVStatus status = geoCoord.readMetadata(metadata, found))
-            return status;
-        return found ? setGeoCoord(geoCoord) : setDefaultGeoCoord(*this);
     } catch (const QVUtilException& exception) {
         return exception.getStatus();
     }
+    return QVIMetadataEditor(metadata).removeClassicalMetadata();
+}
+
+QVStatus QVIImageReader::loadDynamicRange(const QVIMetadataAcc& acc, const QVIPixel& pixel,
+                                          bool loadPixelProps)
+{
+    QVIPixel minimum(pixel);
+    QVIPixel maximum(pixel);
+    if (acc.getDynamicRange(minimum, maximum) != 0) {
+        // No usable range in the records: the natural one.
+        minimum.setSampleValuesToMin();
+        maximum.setSampleValuesToMax();
+    }
+    if (loadPixelProps) {
+        if (const QVStatus status = setPixelProps(pixel))
+            return status;
+    }
+    return setDynamicRange(minimum, maximum);
+}
+
+QVStatus QVIImageReader::loadPixelValues(const QVIMetadataAcc& acc, const QVIPixel& pixel)
+{
+    // An absent or unreadable value means the image has none.
+    QVIPixel value(pixel);
+    QVStatus status = setBackgroundPixel(acc.getBackgroundPixel(value) == 0 ? &value : nullptr);
+    if (status != 0)
+        return status;
+    value = pixel;
+    return setNoDataPixel(acc.getNoDataPixel(value) == 0 ? &value : nullptr);
+}
+
+QVStatus QVIImageReader::loadPixelLookupTable(const QVIMetadataAcc& acc, const QVIPixel& pixel)
+{
+    QVIPixelLookupTable* table = nullptr;
+    if (const QVStatus status = acc.getPixelLookupTable(pixel, table))
+        return status;
+    const std::unique_ptr<QVIPixelLookupTable> owned(table);
+    return setPixelLookupTable(owned.get());
+}
+
+QVStatus QVIImageReader::loadGeoCoordFrom(const QVIMetadataDatabase& metadata)
+{
+    QVIGeoCoord geoCoord(getGeoCoord());
+    bool found = false;
+    if (const QVStatus status = geoCoord.readMetadata(metadata, found))
+        return status;
+    return found ? setGeoCoord(geoCoord) : setDefaultGeoCoord(*this);
 }
 
 // ---------------------------------------------------------------------------

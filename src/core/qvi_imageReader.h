@@ -23,6 +23,7 @@
 namespace Orvanetics {
 
 class QVFileSpec;
+class QVIMetadataAcc;
 
 class QVIImageReader : public QVIOverrideFullStack<QVIImageStage> {
 public:
@@ -61,15 +62,26 @@ protected:
     ~QVIImageReader() override;
 
     // With null: an empty metadata database. With an image: all of its
-    // properties, in order, up to the first failure, then its metadata.
+    // properties, in order, up to the first failure, then its metadata
+    // without the classical records (they would only repeat the properties).
     QVStatus init(const QVIImage* image);
-    // Carries the classical records of `metadata` into the layers.
+    // Carries the classical records of `metadata` into the layers and then
+    // removes them: pixel properties into `pixel` and the layer (with
+    // loadPixelProps), the dynamic range (natural when unreadable), the
+    // background and no-data pixels (cleared when absent), the lookup table
+    // and, with loadGeoCoord, the georeference (the default one when absent).
     QVStatus loadMetadataIntoObjects(QVIMetadataDatabase& metadata, QVIPixel& pixel,
                                      bool loadPixelProps, bool loadGeoCoord);
 
     void addStatusContext(QVStatus status) const override;
 
 private:
+    // The steps of loadMetadataIntoObjects.
+    QVStatus loadDynamicRange(const QVIMetadataAcc& acc, const QVIPixel& pixel, bool loadPixelProps);
+    QVStatus loadPixelValues(const QVIMetadataAcc& acc, const QVIPixel& pixel);
+    QVStatus loadPixelLookupTable(const QVIMetadataAcc& acc, const QVIPixel& pixel);
+    QVStatus loadGeoCoordFrom(const QVIMetadataDatabase& metadata);
+
     QVStatus withContext(QVStatus status) const;
     bool servesBandSelection(const QVIPixel& pixel) const;
     QVStatus readSelectedBands(QVISceneBuffer& buffer, const QVIScene& stripScene);
