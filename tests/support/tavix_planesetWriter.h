@@ -136,7 +136,8 @@ struct ImageFile {
 };
 
 // A file holding the header and planeset packets of one image, with the
-// extra packets (metadata and others) between them.
+// extra packets (metadata and others) between them. The header's
+// hasPlaneMSE is options.hasMSE, whatever info says.
 ImageFile writeImageFile(const XR3ImageInfo& info, const PlanesetContent& content, const PlanesetOptions& options,
                          std::vector<std::unique_ptr<XR3Packet>> extraPackets = {},
                          IndexKind index = IndexKind::None);
