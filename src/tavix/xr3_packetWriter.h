@@ -21,8 +21,6 @@ public:
     // A packet of that type whose payload the delegate writes.
     QVStatus writePacket(const XR3PacketType& type, DBIndirectStreamDelegate& delegate);
 
-    QVIOStreamWriter<true>& getWriter() { return m_writer; }
-
 private:
     template <class WritePayload>
     QVStatus writeWith(const XR3PacketType& type, WritePayload&& writePayload);

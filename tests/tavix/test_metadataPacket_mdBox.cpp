@@ -92,6 +92,10 @@ TEST(MDBox, BytesOfABox) {
     EXPECT_EQ("note", text);
     ASSERT_TRUE(back.GetCmdLineMetadata(text));
     EXPECT_EQ("tool -x", text);
+    ASSERT_EQ(3u, back.GetNumMDChunks());
+    EXPECT_EQ(MDCHUNK_USER, back.GetMDChunk(0)->getId());
+    EXPECT_EQ(MDCHUNK_CMDLINE, back.GetMDChunk(2)->getId());
+    EXPECT_EQ(nullptr, back.GetMDChunk(3));
     uint8_t major = 0, minor = 0, micro = 0;
     back.GetVersionNo(major, minor, micro);
     EXPECT_EQ(3, micro);
