@@ -11,7 +11,7 @@ namespace Orvanetics {
 
 namespace {
 
-// The pointer form of a fill operation: a new spec filled by `fill`, or null.
+// The pointer form of a fill operation: a new file name filled by `fill`, or null.
 template <typename Fill>
 QVFileSpec* newFilledSpec(Fill&& fill)
 {
