@@ -687,44 +687,34 @@ QVStatus QVIMetadataAcc::compare_geo_tags(const QVIMetadataDatabase& a, const QV
     return 0;
 }
 
-bool QVIMetadataAcc::colorSpaceFromScheme(uint32_t scheme, QVIColorSpace& colorSpace) {
-    for (const ColorSchemeRow& row : kColorSchemes) {
-        if (row.scheme == scheme) {
-            colorSpace = row.colorSpace;
+namespace {
+// Finds the row whose `from` field equals `key` and copies its `to` field out.
+template <typename Row, size_t N, typename Key, typename Value>
+bool lookupRow(const Row (&rows)[N], Key Row::*from, Value Row::*to, Key key, Value& out) {
+    for (const Row& row : rows) {
+        if (row.*from == key) {
+            out = row.*to;
             return true;
         }
     }
     return false;
+}
+}  // namespace
+
+bool QVIMetadataAcc::colorSpaceFromScheme(uint32_t scheme, QVIColorSpace& colorSpace) {
+    return lookupRow(kColorSchemes, &ColorSchemeRow::scheme, &ColorSchemeRow::colorSpace, scheme, colorSpace);
 }
 
 bool QVIMetadataAcc::schemeFromColorSpace(QVIColorSpace colorSpace, uint32_t& scheme) {
-    for (const ColorSchemeRow& row : kColorSchemes) {
-        if (row.colorSpace == colorSpace) {
-            scheme = row.scheme;
-            return true;
-        }
-    }
-    return false;
+    return lookupRow(kColorSchemes, &ColorSchemeRow::colorSpace, &ColorSchemeRow::scheme, colorSpace, scheme);
 }
 
 bool QVIMetadataAcc::dataTypeFromCode(uint32_t code, QVIDataType& dataType) {
-    for (const DataTypeRow& row : kDataTypeCodes) {
-        if (row.code == code) {
-            dataType = row.dataType;
-            return true;
-        }
-    }
-    return false;
+    return lookupRow(kDataTypeCodes, &DataTypeRow::code, &DataTypeRow::dataType, code, dataType);
 }
 
 bool QVIMetadataAcc::codeFromDataType(QVIDataType dataType, uint32_t& code) {
-    for (const DataTypeRow& row : kDataTypeCodes) {
-        if (row.dataType == dataType) {
-            code = row.code;
-            return true;
-        }
-    }
-    return false;
+    return lookupRow(kDataTypeCodes, &DataTypeRow::dataType, &DataTypeRow::code, dataType, code);
 }
 
 }  // namespace Orvanetics
