@@ -16,6 +16,7 @@ SECONDS_PER_TARGET="${1:-30}"
 BUILD_DIR="${FUZZ_BUILD_DIR:-build-fuzz}"
 JOBS="${FUZZ_JOBS:-$(nproc)}"
 
+SKIP_BUILD=1 scripts/setup.sh
 if [ ! -f "$BUILD_DIR/CMakeCache.txt" ]; then
   launcher=()
   if command -v ccache >/dev/null; then
