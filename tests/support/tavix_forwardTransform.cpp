@@ -1,0 +1,303 @@
+#include "tavix_forwardTransform.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace TavixFixture {
+
+namespace Lifting {
+
+int64_t reflect(int64_t i, int64_t n) {
+    if (n <= 1) return 0;
+    const int64_t period = 2 * (n - 1);
+    i %= period;
+    if (i < 0) i += period;
+    return i < n ? i : period - i;
+}
+
+void analyse(const int32_t* x, uint32_t n, int32_t* low, int32_t* high) {
+    if (n == 1) {
+        low[0] = x[0];
+        return;
+    }
+    const uint32_t numHigh = n / 2, numLow = (n + 1) / 2;
+    // Undo the odd-sample step first: the even samples are the originals.
+    for (uint32_t i = 0; i < numHigh; ++i) {
+        const int32_t right = 2 * i + 2 < n ? x[2 * i + 2] : x[n - 2];
+        high[i] = sub(x[2 * i + 1], round2(add(x[2 * i], right)));
+    }
+    for (uint32_t i = 0; i < numLow; ++i) {
+        const int32_t left = i > 0 ? high[i - 1] : high[0];
+        const int32_t right = i < numHigh ? high[i] : high[numHigh - 1];
+        low[i] = add(x[2 * i], round4(add(left, right)));
+    }
+}
+
+void synthesise(const int32_t* low, const int32_t* high, uint32_t n, int32_t* x) {
+    for (uint32_t i = 0; 2 * i < n; ++i) x[2 * i] = low[i];
+    for (uint32_t i = 0; 2 * i + 1 < n; ++i) x[2 * i + 1] = high[i];
+    if (n == 1) return;
+    const auto at = [&](int64_t i) { return x[reflect(i, n)]; };
+    for (int64_t i = 0; i < n; i += 2) x[i] = sub(x[i], round4(add(at(i - 1), at(i + 1))));
+    for (int64_t i = 1; i < n; i += 2) x[i] = add(x[i], round2(add(at(i - 1), at(i + 1))));
+}
+
+}  // namespace Lifting
+
+using namespace Lifting;
+
+int32_t OverflowRule::overflowOf(int32_t value) const {
+    if (limit == 0) return 0;
+    const int64_t bound = limit;
+    return int32_t(value - std::clamp<int64_t>(value, -bound, bound));
+}
+
+namespace {
+
+uint32_t lowSize(uint32_t n) { return (n + 1) / 2; }
+uint32_t highSize(uint32_t n) { return n / 2; }
+
+struct LevelBands {
+    CoefficientPlane lowLow, hl, lh, hh;
+};
+
+// One analysis level of a whole array: rows first, then columns.
+LevelBands analyseLevel(const CoefficientPlane& in) {
+    const uint32_t w = in.width, h = in.height, wl = lowSize(w), hl = lowSize(h);
+    CoefficientPlane rows(w, h);  // [low | high] per row
+    for (uint32_t y = 0; y < h; ++y) analyse(in.row(y), w, rows.row(y), rows.row(y) + wl);
+    CoefficientPlane cols(w, h);  // low rows above high rows
+    std::vector<int32_t> column(h), low(hl), high(highSize(h));
+    for (uint32_t x = 0; x < w; ++x) {
+        for (uint32_t y = 0; y < h; ++y) column[y] = rows.at(x, y);
+        analyse(column.data(), h, low.data(), high.data());
+        for (uint32_t y = 0; y < hl; ++y) cols.at(x, y) = low[y];
+        for (uint32_t y = 0; y < highSize(h); ++y) cols.at(x, hl + y) = high[y];
+    }
+    const auto crop = [&](uint32_t x0, uint32_t y0, uint32_t cw, uint32_t ch) {
+        CoefficientPlane out(cw, ch);
+        for (uint32_t y = 0; y < ch; ++y)
+            for (uint32_t x = 0; x < cw; ++x) out.at(x, y) = cols.at(x0 + x, y0 + y);
+        return out;
+    };
+    return {crop(0, 0, wl, hl), crop(wl, 0, highSize(w), hl), crop(0, hl, wl, highSize(h)),
+            crop(wl, hl, highSize(w), highSize(h))};
+}
+
+// One synthesis level: the bands interleaved, columns first, then rows.
+CoefficientPlane synthesiseLevel(const CoefficientPlane& lowLow, const CoefficientPlane& hl,
+                                 const CoefficientPlane& lh, const CoefficientPlane& hh, uint32_t w, uint32_t h) {
+    CoefficientPlane x(w, h);
+    for (uint32_t y = 0; y < h; ++y) {
+        const CoefficientPlane& even = y % 2 ? lh : lowLow;
+        const CoefficientPlane& odd = y % 2 ? hh : hl;
+        for (uint32_t c = 0; c < w; ++c) x.at(c, y) = (c % 2 ? odd : even).at(c / 2, y / 2);
+    }
+    std::vector<int32_t> column(h), low(lowSize(h)), high(highSize(h));
+    for (uint32_t c = 0; c < w; ++c) {
+        for (uint32_t y = 0; y < h; ++y) (y % 2 ? high[y / 2] : low[y / 2]) = x.at(c, y);
+        synthesise(low.data(), high.data(), h, column.data());
+        for (uint32_t y = 0; y < h; ++y) x.at(c, y) = column[y];
+    }
+    std::vector<int32_t> lowRow(lowSize(w)), highRow(highSize(w));
+    for (uint32_t y = 0; y < h; ++y) {
+        for (uint32_t c = 0; c < w; ++c) (c % 2 ? highRow[c / 2] : lowRow[c / 2]) = x.at(c, y);
+        synthesise(lowRow.data(), highRow.data(), w, x.row(y));
+    }
+    return x;
+}
+
+CoefficientPlane plus(const CoefficientPlane& a, const CoefficientPlane& b) {
+    CoefficientPlane out = a;
+    for (size_t i = 0; i < out.values.size(); ++i) out.values[i] = add(a.values[i], b.values[i]);
+    return out;
+}
+
+// Sizes of the image at each level: sizes[0] the full image, sizes[k] after k halvings.
+std::vector<std::pair<uint32_t, uint32_t>> levelSizes(uint32_t w, uint32_t h, uint32_t numLevels) {
+    std::vector<std::pair<uint32_t, uint32_t>> sizes{{w, h}};
+    for (uint32_t k = 0; k < numLevels; ++k) sizes.emplace_back(lowSize(sizes.back().first), lowSize(sizes.back().second));
+    return sizes;
+}
+
+}  // namespace
+
+WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels, OverflowRule overflow) {
+    WaveletBands bands;
+    bands.numLevels = numLevels;
+    bands.subbands.resize(4 * size_t(numLevels) + 1);
+    CoefficientPlane current = image;
+    for (uint32_t level = numLevels; level >= 1; --level) {
+        LevelBands out = analyseLevel(current);
+        CoefficientPlane spill(out.lowLow.width, out.lowLow.height);
+        for (size_t i = 0; i < spill.values.size(); ++i) {
+            spill.values[i] = overflow.overflowOf(out.lowLow.values[i]);
+            out.lowLow.values[i] = sub(out.lowLow.values[i], spill.values[i]);
+        }
+        bands.subbands[subbandOf(level, 1)] = std::move(spill);
+        bands.subbands[subbandOf(level, 2)] = std::move(out.hl);
+        bands.subbands[subbandOf(level, 3)] = std::move(out.lh);
+        bands.subbands[subbandOf(level, 4)] = std::move(out.hh);
+        current = std::move(out.lowLow);
+    }
+    bands.subbands[0] = std::move(current);
+    return bands;
+}
+
+CoefficientPlane inverseTransformToLevel(const WaveletBands& bands, uint32_t reduction) {
+    const uint32_t numLevels = bands.numLevels;
+    if (reduction > numLevels) throw std::invalid_argument("reduction beyond the levels");
+    const CoefficientPlane& finest = numLevels ? bands.subbands[subbandOf(numLevels, 4)] : bands.subbands[0];
+    // The full size from the finest level's bands (low part, plus high part).
+    uint32_t w = bands.subbands[0].width, h = bands.subbands[0].height;
+    if (numLevels) {
+        w = bands.subbands[subbandOf(numLevels, 3)].width + finest.width;
+        h = bands.subbands[subbandOf(numLevels, 2)].height + finest.height;
+    }
+    const auto sizes = levelSizes(w, h, numLevels);
+    CoefficientPlane current = bands.subbands[0];
+    const uint32_t lastLevel = numLevels - reduction;
+    for (uint32_t level = 1; level <= lastLevel; ++level) {
+        const auto [lw, lh] = sizes[numLevels - level];
+        current = synthesiseLevel(plus(current, bands.subbands[subbandOf(level, 1)]),
+                                  bands.subbands[subbandOf(level, 2)], bands.subbands[subbandOf(level, 3)],
+                                  bands.subbands[subbandOf(level, 4)], lw, lh);
+    }
+    if (lastLevel < numLevels) current = plus(current, bands.subbands[subbandOf(lastLevel + 1, 1)]);
+    return current;
+}
+
+CoefficientPlane inverseTransform(const WaveletBands& bands) { return inverseTransformToLevel(bands, 0); }
+
+CoefficientPlane lowLowAtReduction(const CoefficientPlane& image, uint32_t reduction, OverflowRule overflow) {
+    CoefficientPlane current = image;
+    for (uint32_t k = 0; k < reduction; ++k) {
+        if (k > 0)
+            for (int32_t& v : current.values) v = sub(v, overflow.overflowOf(v));
+        current = analyseLevel(current).lowLow;
+    }
+    return current;
+}
+
+// One level of the streaming transform. Rows are analysed horizontally on
+// arrival ([low | high] per band); the vertical step runs as soon as the
+// rows it reaches have come, mirroring at the top and the bottom.
+class StreamingForwardTransform::Stage {
+public:
+    Stage(uint32_t level, uint32_t width, uint32_t height, uint16_t numBands, OverflowRule overflow,
+          SubbandRowSink& sink, Stage* coarser)
+        : m_level(level), m_width(width), m_height(height), m_numBands(numBands), m_overflow(overflow),
+          m_sink(sink), m_coarser(coarser) {
+        const size_t size = size_t(width) * numBands;
+        for (auto* row : {&m_current, &m_even, &m_odd, &m_high, &m_previousHigh, &m_low, &m_spill})
+            row->assign(size, 0);
+    }
+
+    void pushRow(const int32_t* values, size_t bandPitch) {
+        const uint32_t wl = lowSize(m_width);
+        for (uint16_t b = 0; b < m_numBands; ++b) {
+            int32_t* out = m_current.data() + size_t(b) * m_width;
+            analyse(values + b * bandPitch, m_width, out, out + wl);
+        }
+        const uint32_t r = m_received++;
+        if (r % 2) {
+            m_current.swap(m_odd);
+        } else {
+            if (r > 0) {  // rows 2i, 2i+1, 2i+2 are in: high row i, then low row i
+                const uint32_t i = r / 2 - 1;
+                makeHigh(m_current);
+                emitLow(i, i == 0 ? m_high : m_previousHigh, m_high);
+                emitHigh(i);
+                m_previousHigh.swap(m_high);
+            }
+            m_current.swap(m_even);
+        }
+        if (m_received == m_height) finish();
+    }
+
+private:
+    void finish() {
+        const uint32_t h = m_height;
+        if (h % 2 == 0) {  // the last row is odd: its right neighbour mirrors to row h - 2
+            const uint32_t i = h / 2 - 1;
+            makeHigh(m_even);
+            emitLow(i, i == 0 ? m_high : m_previousHigh, m_high);
+            emitHigh(i);
+        } else if (h == 1) {
+            emitLow(0, zeroHigh(), zeroHigh());
+        } else {  // the last row is even: both high neighbours are row h - 2
+            emitLow(h / 2, m_previousHigh, m_previousHigh);
+        }
+    }
+
+    const std::vector<int32_t>& zeroHigh() {
+        m_high.assign(m_high.size(), 0);
+        return m_high;
+    }
+
+    // High row from m_even, m_odd and the even row below (`right`).
+    void makeHigh(const std::vector<int32_t>& right) {
+        for (size_t i = 0; i < m_high.size(); ++i)
+            m_high[i] = sub(m_odd[i], round2(add(m_even[i], right[i])));
+    }
+
+    void emitLow(uint32_t i, const std::vector<int32_t>& left, const std::vector<int32_t>& right) {
+        for (size_t k = 0; k < m_low.size(); ++k) m_low[k] = add(m_even[k], round4(add(left[k], right[k])));
+        const uint32_t wl = lowSize(m_width);
+        for (uint16_t b = 0; b < m_numBands; ++b) {
+            int32_t* low = m_low.data() + size_t(b) * m_width;
+            int32_t* spill = m_spill.data() + size_t(b) * wl;
+            for (uint32_t x = 0; x < wl; ++x) {
+                spill[x] = m_overflow.overflowOf(low[x]);
+                low[x] = sub(low[x], spill[x]);
+            }
+        }
+        m_sink.takeRow(subbandOf(m_level, 1), i, wl, m_spill.data(), wl);
+        m_sink.takeRow(subbandOf(m_level, 2), i, highSize(m_width), m_low.data() + wl, m_width);
+        if (m_coarser) m_coarser->pushRow(m_low.data(), m_width);
+        else m_sink.takeRow(0, i, wl, m_low.data(), m_width);
+    }
+
+    void emitHigh(uint32_t i) {
+        const uint32_t wl = lowSize(m_width);
+        m_sink.takeRow(subbandOf(m_level, 3), i, wl, m_high.data(), m_width);
+        m_sink.takeRow(subbandOf(m_level, 4), i, highSize(m_width), m_high.data() + wl, m_width);
+    }
+
+    uint32_t m_level, m_width, m_height;
+    uint16_t m_numBands;
+    OverflowRule m_overflow;
+    SubbandRowSink& m_sink;
+    Stage* m_coarser;
+    uint32_t m_received = 0;
+    // Each band by band, m_width apart (m_spill: low width apart).
+    std::vector<int32_t> m_current, m_even, m_odd, m_high, m_previousHigh, m_low, m_spill;
+};
+
+StreamingForwardTransform::StreamingForwardTransform(uint32_t width, uint32_t height, uint16_t numBands,
+                                                     uint32_t numLevels, OverflowRule overflow,
+                                                     SubbandRowSink& sink)
+    : m_sink(sink), m_width(width) {
+    const auto sizes = levelSizes(width, height, numLevels);
+    // Coarsest first so that each stage can point at its coarser one.
+    std::vector<std::unique_ptr<Stage>> coarseFirst;
+    for (uint32_t level = 1; level <= numLevels; ++level) {
+        const auto [w, h] = sizes[numLevels - level];
+        Stage* coarser = coarseFirst.empty() ? nullptr : coarseFirst.back().get();
+        coarseFirst.push_back(std::make_unique<Stage>(level, w, h, numBands, overflow, sink, coarser));
+    }
+    m_stages.assign(std::make_move_iterator(coarseFirst.rbegin()), std::make_move_iterator(coarseFirst.rend()));
+}
+
+StreamingForwardTransform::~StreamingForwardTransform() = default;
+
+void StreamingForwardTransform::pushRow(const int32_t* values, size_t bandPitch) {
+    if (!m_stages.empty()) {
+        m_stages.front()->pushRow(values, bandPitch);
+        return;
+    }
+    // No levels: the image is subband 0.
+    m_sink.takeRow(0, m_rowsWithoutLevels++, m_width, values, bandPitch);
+}
+
+}  // namespace TavixFixture
