@@ -96,7 +96,7 @@ EXAMPLES
 
 struct DecodeOptions {
     std::string input;
-    uint32_t imageIndex = 0;
+    std::optional<uint32_t> imageIndex;
     double mag = 1.0;
     std::optional<std::vector<double>> region;
     std::optional<std::vector<double>> geoRegion;
@@ -213,9 +213,13 @@ bool parseOptions(const CommandLine& commandLine, DecodeOptions& options, std::s
         return false;
     }
     options.input = commandLine.positional()[0];
-    if (const std::string* image = commandLine.value("image"); image && !parseUint32(*image, options.imageIndex)) {
-        error = "bad image number '" + *image + "'";
-        return false;
+    if (const std::string* image = commandLine.value("image")) {
+        uint32_t index = 0;
+        if (!parseUint32(*image, index)) {
+            error = "bad image number '" + *image + "'";
+            return false;
+        }
+        options.imageIndex = index;
     }
     if (const std::string* bands = commandLine.value("bands"))
         options.bands = *bands;

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -234,7 +235,7 @@ void jsonRecord(JsonWriter& json, const QVIMetadataRecord& record)
     json.endObject();
 }
 
-void printJson(const QVFileSpec& file, uint32_t imageIndex, const OpenedImage& opened)
+void printJson(const QVFileSpec& file, std::optional<uint32_t> imageIndex, const OpenedImage& opened)
 {
     const QVIImageStage& image = opened.stage();
     JsonWriter json;
@@ -246,7 +247,10 @@ void printJson(const QVFileSpec& file, uint32_t imageIndex, const OpenedImage& o
     else
         json.null("generation");
     json.number("images", opened.numImages());
-    json.number("image", imageIndex);
+    if (imageIndex)
+        json.number("image", *imageIndex);
+    else
+        json.null("image");
     json.number("width", image.getWidth());
     json.number("height", image.getHeight());
     json.number("bands", image.getNumBands());
@@ -314,12 +318,14 @@ std::string pixelText(const QVIPixel* pixel)
     return pixel == nullptr ? "none" : joined(pixelValues(*pixel));
 }
 
-QVStatus printText(const QVFileSpec& file, uint32_t imageIndex, const OpenedImage& opened)
+QVStatus printText(const QVFileSpec& file, std::optional<uint32_t> imageIndex, const OpenedImage& opened)
 {
     const QVIImageStage& image = opened.stage();
     line("File:", file.getPath());
     line("Format:", formatWithGeneration(opened));
-    line("Image:", std::to_string(imageIndex) + " of " + std::to_string(opened.numImages()));
+    line("Images:", std::to_string(opened.numImages()));
+    if (imageIndex)
+        line("Image:", std::to_string(*imageIndex));
     line("Width:", std::to_string(image.getWidth()));
     line("Height:", std::to_string(image.getHeight()));
     line("Bands:", std::to_string(image.getNumBands()));
@@ -364,9 +370,13 @@ int main(int argc, char** argv)
     }
     if (commandLine.positional().size() != 1)
         return reportUsageError(kProgram, kUsage, "expected one FILE");
-    uint32_t imageIndex = 0;
-    if (const std::string* text = commandLine.value("image"); text && !parseUint32(*text, imageIndex))
-        return reportUsageError(kProgram, kUsage, "bad image number '" + *text + "'");
+    std::optional<uint32_t> imageIndex;
+    if (const std::string* text = commandLine.value("image")) {
+        uint32_t index = 0;
+        if (!parseUint32(*text, index))
+            return reportUsageError(kProgram, kUsage, "bad image number '" + *text + "'");
+        imageIndex = index;
+    }
 
     const QVFileSpec file(commandLine.positional()[0]);
     OpenedImage opened;

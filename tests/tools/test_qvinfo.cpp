@@ -99,7 +99,7 @@ TEST_F(QvinfoTest, TextTellsTheHeadersValues)
     const ToolRun run = runTool(QVINFO_PATH, {path});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_EQ(textField(run.out, "Format:"), "BBB");
-    EXPECT_EQ(textField(run.out, "Image:"), "0 of 1");
+    EXPECT_EQ(textField(run.out, "Images:"), "1");
     EXPECT_EQ(textField(run.out, "Width:"), "37");
     EXPECT_EQ(textField(run.out, "Height:"), "23");
     EXPECT_EQ(textField(run.out, "Bands:"), "3");

@@ -7,6 +7,7 @@
 #include "qv_statusCodes.h"
 #include "qv_utilStatusData.h"
 #include "qvi_bbbImageReader.h"
+#include "tavix_imageReader.h"
 
 using namespace Orvanetics;
 
@@ -85,7 +86,7 @@ OpenedImage::~OpenedImage()
         m_stage->release();
 }
 
-QVStatus OpenedImage::open(const QVFileSpec& file, uint32_t imageIndex)
+QVStatus OpenedImage::open(const QVFileSpec& file, std::optional<uint32_t> imageIndex)
 {
     FileFormat format = FileFormat::Unknown;
     QVStatus status = detectFormat(file, format);
@@ -101,18 +102,51 @@ QVStatus OpenedImage::open(const QVFileSpec& file, uint32_t imageIndex)
     return pushOnFile(kStsUnsupportedImageFormat, file);
 }
 
-QVStatus OpenedImage::openTavix(const QVFileSpec& file, uint32_t /*imageIndex*/)
+QVStatus OpenedImage::openTavix(const QVFileSpec& file, std::optional<uint32_t> imageIndex)
 {
-    m_formatName = "Tavix";
-    return readerMissing("Tavix", file);
+    bool isRaster = false;
+    QVStatus status = TavixImageReaderInterface::getTavixGeneration(file, m_generation, isRaster);
+    if (status != 0)
+        return status;
+    m_formatName = "XR" + std::to_string(m_generation);
+    if (imageIndex)
+        return openTavixImage(file, *imageIndex);
+    // The whole file: its one image, or the mosaic of its tiles.
+    TavixImageReader* reader = TavixImageReader::create();
+    if (reader == nullptr)
+        return QVI_STS_OutOfMemory;
+    status = reader->initialize(file);
+    if (status != 0) {
+        reader->release();
+        return status;
+    }
+    m_numImages = reader->getManager()->getNumImages();
+    m_stage = reader;
+    return 0;
 }
 
-QVStatus OpenedImage::openBBB(const QVFileSpec& file, uint32_t imageIndex)
+QVStatus OpenedImage::openTavixImage(const QVFileSpec& file, uint32_t imageIndex)
+{
+    TavixImageStageManager* manager = TavixImageStageManager::create();
+    if (manager == nullptr)
+        return QVI_STS_OutOfMemory;
+    QVStatus status = manager->initialize(file);
+    if (status == 0) {
+        m_numImages = manager->getNumImages();
+        status = imageIndex < m_numImages ? manager->createImageStage(imageIndex, m_stage)
+                                          : imageIndexOutOfRange(imageIndex, m_numImages);
+    }
+    // The image's reader keeps what it needs of the manager.
+    manager->release();
+    return status;
+}
+
+QVStatus OpenedImage::openBBB(const QVFileSpec& file, std::optional<uint32_t> imageIndex)
 {
     m_formatName = "BBB";
     m_numImages = 1;
-    if (imageIndex >= m_numImages)
-        return imageIndexOutOfRange(imageIndex, m_numImages);
+    if (imageIndex.value_or(0) >= m_numImages)
+        return imageIndexOutOfRange(*imageIndex, m_numImages);
     QVIBBBImageReader* reader = QVIBBBImageReader::create();
     if (reader == nullptr)
         return QVI_STS_OutOfMemory;

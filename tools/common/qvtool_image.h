@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "qv_fileSpec.h"
@@ -39,10 +40,11 @@ public:
     OpenedImage& operator=(const OpenedImage&) = delete;
     ~OpenedImage();
 
-    // Opens image `imageIndex` of the file with the reader its content asks
-    // for: 3 for an index beyond the file's images, 7003 for content no
-    // reader knows, 50002 for a format whose reader this build lacks.
-    QVStatus open(const Orvanetics::QVFileSpec& file, uint32_t imageIndex);
+    // Opens the file with the reader its content asks for: the whole file,
+    // or with an index only that image of it. 3 for an index beyond the
+    // file's images, 7003 for content no reader knows, 50002 for a format
+    // whose reader this build lacks.
+    QVStatus open(const Orvanetics::QVFileSpec& file, std::optional<uint32_t> imageIndex);
 
     // The last stage of the chain; the object keeps one reference on it
     // until it is destroyed.
@@ -57,8 +59,9 @@ public:
     uint32_t numImages() const { return m_numImages; }
 
 private:
-    QVStatus openTavix(const Orvanetics::QVFileSpec& file, uint32_t imageIndex);
-    QVStatus openBBB(const Orvanetics::QVFileSpec& file, uint32_t imageIndex);
+    QVStatus openTavix(const Orvanetics::QVFileSpec& file, std::optional<uint32_t> imageIndex);
+    QVStatus openTavixImage(const Orvanetics::QVFileSpec& file, uint32_t imageIndex);
+    QVStatus openBBB(const Orvanetics::QVFileSpec& file, std::optional<uint32_t> imageIndex);
 
     Orvanetics::QVIImageStage* m_stage = nullptr;
     std::string m_formatName;
