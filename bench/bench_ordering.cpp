@@ -43,7 +43,20 @@ void BM_PipelineInvertRandom(benchmark::State& state) {
         benchmark::DoNotOptimize(ordering.invert_ordering(rng() % ordering.getNumSubblocks(), subband, row, col));
     }
 }
-BENCHMARK(BM_PipelineInvertRandom)->Arg(2)->Arg(5)->Arg(10);
+BENCHMARK(BM_PipelineInvertRandom)->Arg(2)->Arg(5)->Arg(10)->Arg(14);
+
+// A strip one subblock wide and 4000000 high: every subband has one column,
+// so the coarse levels weigh as much as the fine ones in the position count.
+void BM_PipelineInvertRandomNarrow(benchmark::State& state) {
+    OrderingPipe ordering(64, uint8_t(state.range(0)), 4000000, 64);
+    ordering.init_tables();
+    std::mt19937_64 rng(3);
+    uint32_t subband, row, col;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ordering.invert_ordering(rng() % ordering.getNumSubblocks(), subband, row, col));
+    }
+}
+BENCHMARK(BM_PipelineInvertRandomNarrow)->Arg(2)->Arg(10)->Arg(20);
 
 void BM_PipelineStep(benchmark::State& state) {
     OrderingPipe ordering = makeOrdering(int(state.range(0)));

@@ -14,6 +14,7 @@ PACKAGES=(
   libopenjp2-7-dev libgrokj2k1-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   pngcheck python3
+  clang libclang-rt-14-dev
 )
 
 SUDO=""

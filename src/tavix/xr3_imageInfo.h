@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "qv_statusCodes.h"
@@ -11,6 +12,9 @@
 #include "qvi_geomRect.h"
 
 namespace Orvanetics {
+
+class XR3ComponentSet;
+class XR3ImageInfo;
 
 // Reports `status` through the per-thread status record and returns it.
 QVStatus xr3Fail(QVStatus status);
@@ -83,6 +87,14 @@ struct XR3Type {
 };
 
 struct XR3ColorTransformSupport {
+    // The reversible colour transform run on coefficients (xr3_colorTransformer.h).
+    class Transformer;
+
+    // The transformer an image needs: YIQ2RGB when `decode`, else RGB2YIQ.
+    // Null unless colorTransform is 4, 7, 10 or 13, and null when
+    // `components` (null: all bands) leaves out any of bands 0, 1 and 2.
+    static std::unique_ptr<Transformer> create(const XR3ImageInfo& info, bool decode,
+                                               const XR3ComponentSet* components);
     // Alpha is ignored. 254 if either space is 0, 17 or 255.
     static XR3ColorTransform getDefaultTransform(XR3ColorSpace from, XR3ColorSpace to);
     // True only for the (from, to) pairs that `transform` stands for.

@@ -31,12 +31,17 @@ protected:
     uint32_t width;
 };
 
-// The pipeline order. get_ordering costs time proportional to the number of
-// levels. invert_ordering, stepping forward as the plane walk does, costs O(1)
-// within a row of subblocks and O(levels) from one row to the next, through
-// the search cache; a random position costs O(levels) per step of an
-// interpolated search over the finishing line (a handful of steps; halving on
-// every other step bounds them by twice the bit length of the last line).
+// The pipeline order. A complete row of subblocks is finished at a line of
+// the finest level; cutting those lines into intervals of one subblock
+// height, the rows of a level at m levels from the finest fall every 2^m
+// intervals, so the rows finished by an interval are a closed formula per
+// subband. get_ordering costs time proportional to the number of levels;
+// invert_ordering at a random position too: a piecewise-linear model of that
+// formula places the interval within a few intervals of the right one (the
+// error is at most one row of each subband), a handful of exact counts settle
+// it, and one pass over the subbands finds the row. Stepping forward, as the
+// plane walk does, is O(1) within a row of subblocks and O(levels) from one
+// row to the next, through the cache of the last row found.
 // Not thread-safe (the cache).
 class OrderingPipe : public Ordering {
 public:
@@ -53,40 +58,62 @@ public:
 
 private:
     struct Band {
-        uint32_t shift = 0;        // levels finer than this band's level
-        uint32_t position = 0;     // 0 for subband 0, else 1..4 within its level
-        uint32_t lowHeight = 0;    // height of the level's low-vertical bands
         uint32_t complete = 0;     // subblock rows that are whole
-        uint32_t cols = 0;
         uint32_t rows = 0;
+        uint32_t cols = 0;
         uint64_t tailStart = 0;    // position of its incomplete row, if any
     };
-    // A row group: one subblock row of one subband, and where it begins.
-    struct Group {
+    // Complete rows of one subband finishing at a regular pace: row r ends in
+    // interval ((r + 1) << shift) + lag, at line `offset` of it.
+    struct Run {
         uint32_t subband = 0;
+        uint32_t shift = 0;
+        uint32_t firstRow = 0;
+        uint32_t numRows = 0;
+        uint32_t cols = 0;
+        int64_t lag = 0;
+        uint32_t offset = 0;
+    };
+    // A piece of the linear model of positionsThrough: from `interval` on,
+    // `positions` grows by `slope` per interval; the rows of `activeCols`
+    // columns are still being finished.
+    struct Knot {
+        int64_t interval = 0;
+        long double positions = 0;
+        long double slope = 0;
+        uint64_t activeCols = 0;
+    };
+    // A row group: one subblock row of one run, and where it begins.
+    struct Group {
+        int64_t interval = 0;
+        uint32_t run = 0;
         uint32_t row = 0;
         uint64_t start = 0;
         bool valid = false;
     };
 
-    // The line of the finest level at which a forward transform completes
-    // the complete row `row` of `subband`.
-    uint64_t finishLine(uint32_t subband, uint32_t row) const;
-    // Complete rows of `subband` whose finish line t has t + 3 <= bound.
-    uint32_t rowsFinishedBy(uint32_t subband, uint64_t bound) const;
-    // Complete rows of `other` that come before row `row` of `subband`,
-    // whose finish line is `line`.
-    uint32_t rowsBefore(uint32_t other, uint32_t subband, uint32_t row, uint64_t line) const;
-    // Positions taken by the complete rows whose finish line t has t + 3 <= bound.
-    uint64_t positionsFinishedBy(uint64_t bound) const;
-    Group findGroup(uint64_t sequence) const;
-    Group nextGroup(const Group& group) const;
+    void addRuns(uint32_t subband, const XR3SubbandDims& dims, uint32_t lowHeight);
+    void addRun(uint32_t subband, uint32_t firstRow, uint32_t numRows, uint32_t cols, bool lineLater);
+    void buildModel();
+    // The row of `run` that ends in `interval`, if any.
+    bool rowInInterval(const Run& run, int64_t interval, uint32_t& row) const;
+    // Positions taken by the complete rows that end in intervals up to `interval`.
+    uint64_t positionsThrough(int64_t interval) const;
+    // The first interval whose rows reach beyond `sequence`.
+    int64_t intervalHolding(uint64_t sequence) const;
+    int64_t estimateInterval(uint64_t sequence) const;
+    // The group holding `sequence` among the rows of `interval`, from run
+    // `firstRun` on, the first of which begins at `start`.
+    Group groupInInterval(int64_t interval, uint32_t firstRun, uint64_t start, uint64_t sequence) const;
+    Group nextGroup(const Group& group, uint64_t sequence) const;
     bool findTail(uint64_t sequence, uint32_t& subband, uint32_t& col) const;
 
     std::vector<Band> m_bands;
+    std::vector<Run> m_runs;      // by line within the interval, then subband
+    std::vector<Knot> m_knots;    // by interval
+    int64_t m_lastInterval = 0;
     uint64_t m_numCompletePositions = 0;
     uint64_t m_numSubblocks = 0;
-    uint64_t m_maxBound = 0;
     Group m_cache;
 };
 

@@ -217,4 +217,34 @@ bool XR3SubblockRectLocator::subblockPartiallySupportsScene(uint32_t subband, ui
            !XR3RectOps::contains(m_rects[subband], block);
 }
 
+QVIGeomRect XR3SubblockRectLocator::readArea(const XR3PlaneDesc& desc, uint32_t& w, uint32_t& h) const {
+    uint32_t row, col;
+    m_info->getSubblockInfo(desc.subband, desc.subblock, row, col, w, h);
+    if (!isSubbandUsedToDecode(desc.subband)) return QVIGeomRect();
+    const QVIGeomRect block = m_info->getSubblockSupport(desc.subband, desc.subblock);
+    const QVIGeomRect area = XR3RectOps::intersection(block, m_rects[desc.subband]);
+    if (area.isEmpty()) return area;
+    return QVIGeomRect(area.x0 - block.x0, area.y0 - block.y0, area.x1 - block.x0, area.y1 - block.y0);
+}
+
+double XR3SubblockRectLocator::subblockLocalWeight(const XR3PlaneDesc& desc) const {
+    uint32_t w, h;
+    const QVIGeomRect area = readArea(desc, w, h);
+    if (area.isEmpty()) return 0.0;
+    return double(XR3RectOps::width(area) * XR3RectOps::height(area)) / (double(w) * double(h));
+}
+
+void XR3SubblockRectLocator::subblockZeroCoef(const XR3PlaneDesc& desc, int32_t* const* coefs,
+                                              uint16_t numBands) const {
+    forEachReadSpan(desc, numBands,
+                    [&](uint16_t band, size_t first, size_t count) { std::fill_n(coefs[band] + first, count, 0); });
+}
+
+void XR3SubblockRectLocator::subblockMergeCoef(const XR3PlaneDesc& desc, int32_t* const* coefs,
+                                               const int32_t* const* source, uint16_t numBands) const {
+    forEachReadSpan(desc, numBands, [&](uint16_t band, size_t first, size_t count) {
+        std::copy_n(source[band] + first, count, coefs[band] + first);
+    });
+}
+
 }  // namespace Orvanetics

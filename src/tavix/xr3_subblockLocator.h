@@ -50,6 +50,18 @@ public:
     // Whether the subblock meets the scene's support without lying wholly inside it.
     virtual bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const = 0;
 
+    // Encoder-side editing of a subblock's coefficients. `coefs` holds one
+    // pointer per band to the subblock's w by h coefficients, rows w apart
+    // (the layout XR3SubblockData::decode gives with stride w, offset 0).
+    // Share of the subblock's coefficients that the scene reads, 0 to 1.
+    virtual double subblockLocalWeight(const XR3PlaneDesc& desc) const = 0;
+    // Sets to 0, in every band, the coefficients that the scene reads.
+    virtual void subblockZeroCoef(const XR3PlaneDesc& desc, int32_t* const* coefs, uint16_t numBands) const = 0;
+    // Takes the coefficients that the scene reads from `source` into `coefs`,
+    // in every band; the others stay.
+    virtual void subblockMergeCoef(const XR3PlaneDesc& desc, int32_t* const* coefs, const int32_t* const* source,
+                                   uint16_t numBands) const = 0;
+
     bool subblockSupportsScene(const XR3PlaneDesc& desc) const {
         return subblockSupportsScene(desc.subband, desc.subblock);
     }
@@ -95,10 +107,31 @@ public:
     bool subblockSupportsScene(uint32_t subband, uint32_t subblock) const override;
     bool subblockPartiallySupportsScene(uint32_t subband, uint32_t subblock) const override;
 
+    double subblockLocalWeight(const XR3PlaneDesc& desc) const override;
+    void subblockZeroCoef(const XR3PlaneDesc& desc, int32_t* const* coefs, uint16_t numBands) const override;
+    void subblockMergeCoef(const XR3PlaneDesc& desc, int32_t* const* coefs, const int32_t* const* source,
+                           uint16_t numBands) const override;
+
     // The rectangle of `subband` that the scene reads, in subband coordinates.
     const QVIGeomRect& getSubbandRect(uint32_t subband) const { return m_rects[subband]; }
 
 private:
+    // The part of the subblock that the scene reads, in subblock
+    // coordinates (empty for a subband the scene does not use), and the
+    // subblock's width and height.
+    QVIGeomRect readArea(const XR3PlaneDesc& desc, uint32_t& w, uint32_t& h) const;
+    // Calls visit(band, first, count) for each row of the read area in each
+    // band, `first` being the index of the row's first coefficient there.
+    template <class Visit>
+    void forEachReadSpan(const XR3PlaneDesc& desc, uint16_t numBands, Visit visit) const {
+        uint32_t w, h;
+        const QVIGeomRect area = readArea(desc, w, h);
+        if (area.isEmpty()) return;
+        const size_t count = size_t(XR3RectOps::width(area));
+        for (uint16_t band = 0; band < numBands; ++band)
+            for (int32_t y = area.y0; y <= area.y1; ++y) visit(band, size_t(y) * w + size_t(area.x0), count);
+    }
+
     std::vector<QVIGeomRect> m_rects;
 };
 

@@ -88,32 +88,46 @@ void addTouched(const XR3ImageInfo& info, uint32_t subband, const std::vector<bo
     }
 }
 
-// Every subblock whose coefficients the synthesis of `rect` at `scale` reads.
-std::set<std::pair<uint32_t, uint32_t>> bruteForceSupport(const XR3ImageInfo& info, const QVIGeomRect& rect,
-                                                          uint32_t scale) {
+// The rows and columns of each subband that the synthesis of `rect` at
+// `scale` reads; both empty for a subband it does not read.
+struct BandNeeds {
+    std::vector<bool> xs, ys;
+};
+
+std::vector<BandNeeds> bruteForceNeeds(const XR3ImageInfo& info, const QVIGeomRect& rect, uint32_t scale) {
     const uint32_t levels = info.numLevels;
     std::vector<uint32_t> widths{info.width}, heights{info.height};
     for (uint32_t d = 0; d < levels; ++d) {
         widths.push_back((widths.back() + 1) / 2);
         heights.push_back((heights.back() + 1) / 2);
     }
-    std::set<std::pair<uint32_t, uint32_t>> touched;
+    std::vector<BandNeeds> needs(info.numSubbands);
     std::vector<bool> xs = span(int(widths[scale]), rect.x0, rect.x1);
     std::vector<bool> ys = span(int(heights[scale]), rect.y0, rect.y1);
     // Output at a reduced scale is the low-low sum of a level: it reads that
     // level's overflow band directly.
-    if (scale >= 1) addTouched(info, 4 * (levels - scale + 1) - 3, xs, ys, touched);
+    if (scale >= 1) needs[4 * (levels - scale + 1) - 3] = {xs, ys};
     for (uint32_t d = scale; d < levels; ++d) {
         const uint32_t k = levels - d;
         const AxisNeeds nx = axisNeeds(xs), ny = axisNeeds(ys);
-        addTouched(info, 4 * k - 2, nx.high, ny.low, touched);
-        addTouched(info, 4 * k - 1, nx.low, ny.high, touched);
-        addTouched(info, 4 * k, nx.high, ny.high, touched);
-        addTouched(info, 4 * k - 3, nx.low, ny.low, touched);
+        needs[4 * k - 2] = {nx.high, ny.low};
+        needs[4 * k - 1] = {nx.low, ny.high};
+        needs[4 * k] = {nx.high, ny.high};
+        needs[4 * k - 3] = {nx.low, ny.low};
         xs = nx.low;
         ys = ny.low;
     }
-    addTouched(info, 0, xs, ys, touched);
+    needs[0] = {xs, ys};
+    return needs;
+}
+
+// Every subblock whose coefficients the synthesis of `rect` at `scale` reads.
+std::set<std::pair<uint32_t, uint32_t>> bruteForceSupport(const XR3ImageInfo& info, const QVIGeomRect& rect,
+                                                          uint32_t scale) {
+    std::set<std::pair<uint32_t, uint32_t>> touched;
+    const std::vector<BandNeeds> needs = bruteForceNeeds(info, rect, scale);
+    for (uint32_t s = 0; s < needs.size(); ++s)
+        if (!needs[s].xs.empty() || !needs[s].ys.empty()) addTouched(info, s, needs[s].xs, needs[s].ys, touched);
     return touched;
 }
 
@@ -315,4 +329,58 @@ TEST(Projectors, SupportForDecode) {
     EXPECT_EQ(projectSupportForDecode(QVIGeomRect(0, 0, 40, 10), 0, info, false, out), 2009u);
     ASSERT_EQ(projectSupportForDecode(QVIGeomRect(0, 0, 39, 39), 0, info, false, out), 0u);
     EXPECT_EQ(out, QVIGeomRect(0, 0, 39, 39));
+}
+
+TEST(Locator, EditingOperationsFollowTheReadCoefficients) {
+    std::mt19937 rng(91);
+    for (int trial = 0; trial < 40; ++trial) {
+        const uint32_t n = 1u << (2 + rng() % 3);  // 4 to 16
+        const uint32_t levels = rng() % 4;
+        const uint32_t width = 1 + rng() % 90, height = 1 + rng() % 90;
+        const XR3ImageInfo info = makeInfo(width, height, n, levels);
+        const uint32_t scale = rng() % (levels + 1);
+        uint32_t w = width, h = height;
+        for (uint32_t d = 0; d < scale; ++d) w = (w + 1) / 2, h = (h + 1) / 2;
+        const int32_t x0 = int32_t(rng() % w), y0 = int32_t(rng() % h);
+        const QVIGeomRect rect(x0, y0, x0 + int32_t(rng() % (w - x0)), y0 + int32_t(rng() % (h - y0)));
+        SCOPED_TRACE(testing::Message() << width << "x" << height << " n " << n << " levels " << levels << " scale "
+                                        << scale);
+        XR3SubblockRectLocator locator(info);
+        ASSERT_EQ(locator.setScene(rect, scale, levels), 0u);
+        const std::vector<BandNeeds> needs = bruteForceNeeds(info, rect, scale);
+        for (uint32_t s = 0; s < info.numSubbands; ++s) {
+            const uint32_t blocks = uint32_t(info.subbands[s].rows) * info.subbands[s].cols;
+            for (uint32_t b = 0; b < blocks; ++b) {
+                uint32_t row, col, bw, bh;
+                info.getSubblockInfo(s, b, row, col, bw, bh);
+                // Two bands of distinct values; the second buffer is their negation.
+                std::vector<int32_t> band0(bw * bh), band1(bw * bh), other0(bw * bh), other1(bw * bh);
+                for (uint32_t i = 0; i < bw * bh; ++i) {
+                    band0[i] = int32_t(i + 1);
+                    band1[i] = int32_t(1000 + i);
+                    other0[i] = -band0[i];
+                    other1[i] = -band1[i];
+                }
+                int32_t* coefs[] = {band0.data(), band1.data()};
+                const int32_t* source[] = {other0.data(), other1.data()};
+                std::vector<int32_t> zeroed0 = band0, zeroed1 = band1;
+                int32_t* zeroed[] = {zeroed0.data(), zeroed1.data()};
+                const XR3PlaneDesc desc(uint8_t(s), b, 0, 0);
+                locator.subblockZeroCoef(desc, zeroed, 2);
+                locator.subblockMergeCoef(desc, coefs, source, 2);
+                uint32_t read = 0;
+                for (uint32_t y = 0; y < bh; ++y)
+                    for (uint32_t x = 0; x < bw; ++x) {
+                        const uint32_t i = y * bw + x;
+                        const bool isRead = !needs[s].xs.empty() && needs[s].xs[col * n + x] && needs[s].ys[row * n + y];
+                        read += isRead;
+                        ASSERT_EQ(zeroed0[i], isRead ? 0 : int32_t(i + 1)) << s << " " << b << " " << x << "," << y;
+                        ASSERT_EQ(zeroed1[i], isRead ? 0 : int32_t(1000 + i));
+                        ASSERT_EQ(band0[i], isRead ? -int32_t(i + 1) : int32_t(i + 1));
+                        ASSERT_EQ(band1[i], isRead ? -int32_t(1000 + i) : int32_t(1000 + i));
+                    }
+                EXPECT_DOUBLE_EQ(locator.subblockLocalWeight(desc), double(read) / (bw * bh));
+            }
+        }
+    }
 }

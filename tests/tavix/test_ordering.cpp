@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -164,11 +165,11 @@ TEST(PipelineOrder, NoLevelsIsRowByRow) {
 
 TEST(PipelineOrder, MatchesDirectSortAndInvertsForManyShapes) {
     std::mt19937 rng(1234);
-    const uint32_t sizes[] = {16, 32, 64, 128, 256};
+    const uint32_t sizes[] = {16, 24, 32, 64, 100, 128, 256};
     int shapes = 0;
     for (uint32_t levels = 0; levels <= 8; ++levels) {
         for (int trial = 0; trial < 16; ++trial, ++shapes) {
-            const uint32_t n = sizes[rng() % 5];
+            const uint32_t n = sizes[rng() % std::size(sizes)];
             const uint32_t width = 1 + rng() % (n * 24);
             const uint32_t height = 1 + rng() % (n * 24);
             SCOPED_TRACE(testing::Message() << width << "x" << height << " n " << n << " levels " << levels);
@@ -218,6 +219,12 @@ TEST(PipelineOrder, DeepLevelsOnATallNarrowImage) {
     const std::vector<Place> direct = directPipelineOrder(1, 5000, 16, 12);
     ASSERT_EQ(ordering.getNumSubblocks(), direct.size());
     for (uint64_t i = 0; i < direct.size(); ++i) ASSERT_EQ(invert(ordering, i), direct[i]);
+    // At random, the coarse levels weigh as much as the fine ones in the count.
+    std::mt19937 rng(7);
+    for (int k = 0; k < 500; ++k) {
+        const uint64_t i = rng() % direct.size();
+        ASSERT_EQ(invert(ordering, i), direct[i]) << i;
+    }
 }
 
 TEST(PipelineOrder, HugeImageStaysExact) {

@@ -1,0 +1,102 @@
+// The source of coefficient lines for the wavelet synthesis: one row of
+// subblocks per subband is entropy-decoded at a time (in parallel across the
+// row's subblocks) and kept until a line outside it is asked for.
+//
+//   DecodeBase base(info, client, interruptDelegate, numThreads);
+//   std::vector<int32_t*> lines(base.getNumSelectedBands());
+//   base.get_line(lines.data(), subband, row, firstCol, lastCol);  // lines[i][0] is column firstCol
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "qvi_delegates.h"
+#include "xr3_colorTransformer.h"
+#include "xr3_planeStore.h"
+
+namespace Orvanetics {
+
+// The thread count of a decode: `toolValue` if positive, else the
+// process-wide `defaultValue` if positive, else the machine's concurrency,
+// which is asked once per process and remembered.
+uint32_t xr3ResolveNumThreads(int32_t toolValue, int32_t defaultValue);
+
+class DecodeBase {
+public:
+    // Largest row buffer of one subband, in samples per band; a wider span is 2012.
+    static constexpr uint64_t kMaxRowBufferSamples = uint64_t(1) << 28;
+
+    // The bands decoded are the client's component set, read here and at
+    // every invalidateCache. The client and delegate outlive this object; a
+    // numThreads of 0 counts as 1.
+    DecodeBase(const XR3ImageInfo& info, XR3PlaneStoreClient& client, QVIInterruptDelegate* interruptDelegate,
+               uint32_t numThreads);
+    ~DecodeBase();
+    DecodeBase(const DecodeBase&) = delete;
+    DecodeBase& operator=(const DecodeBase&) = delete;
+
+    // Points lines[i] (one per selected band) at column firstCol of `row` of
+    // `subband`. The pointers stay valid until the next get_line on the same
+    // subband, or invalidateCache. 2009 beyond the subband; 2012 without
+    // memory; a failure of the plane store, the entropy decoder or the
+    // interrupt delegate (2007) as it came.
+    QVStatus get_line(int32_t** lines, uint32_t subband, uint32_t row, uint32_t firstCol, uint32_t lastCol);
+
+    // Forgets every cached row and re-reads the component set.
+    void invalidateCache();
+
+    const XR3ImageInfo& getImageInfo() const { return m_info; }
+    uint16_t getNumSelectedBands() const { return uint16_t(m_selectedBands.size()); }
+    // The image band of selected band i.
+    uint16_t getSelectedBand(uint16_t i) const { return m_selectedBands[i]; }
+    uint32_t getNumThreads() const { return m_numThreads; }
+    uint32_t getSubblockSize() const { return m_subblockSize; }
+    uint32_t getNumSubbands() const { return m_numSubbands; }
+    const XR3ColorTransformSupport::Transformer* getTransformer() const { return m_transformer.get(); }
+
+    // Times a get_line of this subband had to decode (or zero) a new span.
+    uint64_t getMissCount(uint32_t subband) const { return m_cache[subband].misses; }
+    // Samples held by all row buffers, over all bands.
+    uint64_t getCacheSampleCount() const;
+
+private:
+    struct CacheEntry {
+        static constexpr uint32_t kNone = 0xFFFFFFFFu;
+        uint32_t firstSubblock = kNone;
+        uint32_t lastSubblock = kNone;
+        uint32_t bufferWidth = 0;  // samples per buffer row
+        uint32_t firstColumn = 0;  // subband column of buffer column 0
+        uint64_t misses = 0;
+        std::vector<std::vector<int32_t>> rows;  // one per selected band
+    };
+
+    void readComponentSet();
+    QVStatus prepareBuffer(CacheEntry& entry, uint32_t bufferWidth);
+    // Decodes subblocks first..last (one row of `subband`) into the entry.
+    QVStatus loadSpan(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last);
+    QVStatus loadSerially(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last);
+    QVStatus loadInParallel(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last);
+
+    class SubblockJob;
+    // The serial half of a subblock: its planes from the store, or, for a
+    // subblock without data, zeros in its columns and a null job.
+    QVStatus readSubblock(CacheEntry& entry, uint32_t subband, uint32_t subblock,
+                          std::unique_ptr<SubblockJob>& job);
+    // The parallel half: entropy decoding, colour transform, interrupt check.
+    QVStatus decodeSubblock(CacheEntry& entry, const SubblockJob& job) const;
+    void zeroColumns(CacheEntry& entry, uint32_t column, uint32_t width, uint32_t height) const;
+
+    const XR3ImageInfo& m_info;
+    XR3PlaneStoreClient& m_client;
+    QVIInterruptDelegate* m_interruptDelegate;
+    uint32_t m_numThreads;
+    uint32_t m_subblockSize;
+    uint32_t m_numSubbands;
+    std::vector<uint16_t> m_selectedBands;
+    std::unique_ptr<XR3ColorTransformSupport::Transformer> m_transformer;
+    std::vector<CacheEntry> m_cache;
+};
+
+}  // namespace Orvanetics
