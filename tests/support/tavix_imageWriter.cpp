@@ -285,31 +285,37 @@ int64_t codedSample(const XR3ImageInfo& info, uint16_t band, double sample) {
 }
 
 namespace {
-// floor((x * k + 8192) / 16384), in 64 bits.
-int64_t scaled(int64_t x, int64_t k) { return (x * k + 8192) >> 14; }
-int64_t mixed(int64_t z, int64_t y) { return (z * -11469 + y * 24279 + 8192) >> 14; }
+using Lifting::add;
+using Lifting::sub;
+// floor((x * k + 8192) / 16384) from a 64-bit product, kept to 32 bits.
+int32_t scaled(int32_t x, int64_t k) { return int32_t(uint32_t(uint64_t((x * k + 8192) >> 14))); }
+int32_t mixed(int32_t z, int32_t y) {
+    return int32_t(uint32_t(uint64_t((int64_t(z) * -11469 + int64_t(y) * 24279 + 8192) >> 14)));
+}
 }  // namespace
 
+// Both wrap at 32 bits, as the decoder's coefficients do, so that each is
+// the exact inverse of the other for every triple.
 void yiqToRgb(int32_t& a, int32_t& b, int32_t& c) {
-    const int64_t t = int64_t(c) + a - scaled(b, 19637);
-    const int64_t u = a - t;
-    const int64_t y = b - scaled(u, 19309);
-    const int64_t z = u - scaled(y, -22640);
-    const int64_t g = t - mixed(z, y);
-    a = int32_t(z + g);
-    b = int32_t(g);
-    c = int32_t(y + g);
+    const int32_t t = sub(add(c, a), scaled(b, 19637));
+    const int32_t u = sub(a, t);
+    const int32_t y = sub(b, scaled(u, 19309));
+    const int32_t z = sub(u, scaled(y, -22640));
+    const int32_t g = sub(t, mixed(z, y));
+    a = add(z, g);
+    b = g;
+    c = add(y, g);
 }
 
 void rgbToYiq(int32_t& a, int32_t& b, int32_t& c) {
-    const int64_t g = b, z = int64_t(a) - g, y = int64_t(c) - g;
-    const int64_t t = g + mixed(z, y);
-    const int64_t u = z + scaled(y, -22640);
-    const int64_t first = u + t;
-    const int64_t second = y + scaled(u, 19309);
-    a = int32_t(first);
-    b = int32_t(second);
-    c = int32_t(t - first + scaled(second, 19637));
+    const int32_t g = b, z = sub(a, g), y = sub(c, g);
+    const int32_t t = add(g, mixed(z, y));
+    const int32_t u = add(z, scaled(y, -22640));
+    const int32_t first = add(u, t);
+    const int32_t second = add(y, scaled(u, 19309));
+    a = first;
+    b = second;
+    c = add(sub(t, first), scaled(second, 19637));
 }
 
 QVStatus makeTavixImageInfo(const TavixImageSpec& spec, const SourceImage& source, XR3ImageInfo& info) {

@@ -16,6 +16,7 @@
 #include "qvi_metadataDatabase.h"
 #include "tavix_imageWriter.h"
 #include "tavix_sampleImages.h"
+#include "xr3_colorTransformer.h"
 #include "xr3_metadata.h"
 #include "xr3_subblockData.h"
 
@@ -461,6 +462,21 @@ TEST(ImageWriter, ColourTransformIsTheExactInverseOfTheDecoderRule) {
     int32_t a = 0, b = 0, c = 0;
     rgbToYiq(a, b, c);
     EXPECT_EQ(std::tuple(0, 0, 0), std::tuple(a, b, c));
+}
+
+TEST(ImageWriter, ColourTransformAgreesWithTheLibraryForEveryTriple) {
+    using Transformer = XR3ColorTransformSupport::Transformer;
+    std::mt19937 random(8);
+    std::uniform_int_distribution<int32_t> value(INT32_MIN, INT32_MAX);
+    for (int i = 0; i < 50000; ++i) {
+        const int32_t r = value(random), g = value(random), b = value(random);
+        int32_t m1 = r, m2 = g, m3 = b, l1 = r, l2 = g, l3 = b;
+        rgbToYiq(m1, m2, m3);
+        Transformer::rgb2yiq(l1, l2, l3);
+        ASSERT_EQ(std::tuple(l1, l2, l3), std::tuple(m1, m2, m3)) << r << " " << g << " " << b;
+        Transformer::yiq2rgb(m1, m2, m3);
+        ASSERT_EQ(std::tuple(r, g, b), std::tuple(m1, m2, m3));
+    }
 }
 
 TEST(ImageWriter, FloatSamplesAreQuantisedOverTheirRange) {
