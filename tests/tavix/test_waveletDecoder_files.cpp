@@ -106,3 +106,26 @@ TEST(WaveletDecoderFiles, CodedPyramidsInEveryLayoutAndModel) {
     }
 }
 
+
+TEST(WaveletDecoderFiles, ArbitraryPlaneBytesDecodeWithinTheRange) {
+    // Plane strings that no encoder wrote give arbitrary, possibly huge
+    // coefficients: the synthesis wraps and the output is still clamped.
+    const XR3ImageInfo info = TavixFixture::makeImageInfo(61, 45, 3, 2, 8);
+    TavixFixture::PlanesetContent::RandomShape shape;
+    shape.planeDensity = 1.0;
+    OpenedImage image;
+    ASSERT_EQ(0u, image.open(TavixFixture::writeImageFile(info, TavixFixture::PlanesetContent::random(info, 3, shape),
+                                                          TavixFixture::PlanesetOptions())
+                                 .bytes,
+                             XR3_MEMORY_MODEL_FULL));
+    for (int32_t scale : {0, 2, -1}) {
+        const int64_t w = sizeAtScale(61, scale), h = sizeAtScale(45, scale);
+        Decoded decoded;
+        ASSERT_EQ(0u, decodeFile(image, scale, QVIGeomRect(0, 0, int32_t(w - 1), int32_t(h - 1)), {}, 2,
+                                 QVI_DATATYPE_SINT32, decoded));
+        for (const std::vector<double>& band : decoded.bands) {
+            ASSERT_EQ(size_t(w * h), band.size());
+            for (double v : band) ASSERT_TRUE(v >= info.rangeMin && v <= info.rangeMax) << v;
+        }
+    }
+}
