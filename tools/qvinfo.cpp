@@ -86,7 +86,7 @@ std::string formatWithGeneration(const OpenedImage& image)
     return image.formatName() + " (generation " + std::to_string(image.generation()) + ")";
 }
 
-// Values of one metadata record, as text for the JSON form.
+// Value `index` of a numeric metadata record.
 double numericValue(const QVIMetadataRecord& record, uint32_t index)
 {
     const auto* bytes = static_cast<const uint8_t*>(record.getScalarData());
@@ -350,7 +350,6 @@ QVStatus printText(const QVFileSpec& file, std::optional<uint32_t> imageIndex, c
     line("Rotation:", joined({geo.getXRot(), geo.getYRot()}));
     line("WKT:", geo.getWKT() != nullptr ? geo.getWKT() : "none");
     std::printf("Metadata:\n");
-    std::fflush(stdout);
     QVIMetadataDumper dumper(image.getMetadata(), nullptr, true);
     return dumper.write();
 }
