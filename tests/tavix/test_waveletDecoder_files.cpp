@@ -10,7 +10,7 @@
 #include "qvi_dataTypeDispatch.h"
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
-#include "waveletDecoder_testSupport.h"
+#include "tavix_waveletPyramid.h"
 #include "xr3_waveletDecoder.h"
 
 using namespace Orvanetics;
@@ -58,29 +58,6 @@ QVStatus decodeFile(OpenedImage& image, int32_t scale, const QVIGeomRect& rect, 
                 out.bands[b].push_back(value);
             }
     return decoder->end();
-}
-
-// The planes of every subblock of a pyramid, coded by the library's encoder.
-TavixFixture::PlanesetContent codePyramid(const Pyramid& pyramid) {
-    TavixFixture::PlanesetContent content;
-    PyramidClient client(pyramid);
-    const XR3ImageInfo& info = pyramid.info;
-    auto planes = std::make_unique<XR3PlaneData[]>(size_t(info.numBands) * kXR3PlanesPerBand);
-    for (uint32_t s = 0; s < info.numSubbands; ++s)
-        for (uint32_t sb = 0; sb < uint32_t(info.subbands[s].rows) * info.subbands[s].cols; ++sb) {
-            if (!client.hasSubblock(s, sb)) continue;
-            EXPECT_EQ(0u, client.getSubblockDataInternal(s, sb, planes.get()));
-            for (uint16_t b = 0; b < info.numBands; ++b)
-                for (uint8_t p = 0; p < kXR3PlanesPerBand; ++p) {
-                    const XR3PlaneData& plane = planes[b * kXR3PlanesPerBand + p];
-                    if (!plane.isPresent()) continue;
-                    TavixFixture::FixturePlane fixture;
-                    fixture.bytes.assign(plane.buffer, plane.buffer + plane.length);
-                    fixture.bypass = plane.isBypass();
-                    content.set(XR3PlaneDesc(uint8_t(s), sb, b, p), std::move(fixture));
-                }
-        }
-    return content;
 }
 
 }  // namespace
