@@ -349,6 +349,10 @@ QVStatus printText(const QVFileSpec& file, std::optional<uint32_t> imageIndex, c
     line("Resolution:", joined({geo.getXRes(), geo.getYRes()}));
     line("Rotation:", joined({geo.getXRot(), geo.getYRot()}));
     line("WKT:", geo.getWKT() != nullptr ? geo.getWKT() : "none");
+    if (image.getMetadata().getIndexCount() == 0) {
+        line("Metadata:", "none");
+        return 0;
+    }
     std::printf("Metadata:\n");
     QVIMetadataDumper dumper(image.getMetadata(), nullptr, true);
     return dumper.write();
