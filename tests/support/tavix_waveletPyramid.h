@@ -1,12 +1,15 @@
-// Helpers shared by the wavelet decoder tests: random coefficient pyramids,
-// a plane store client that entropy-codes them on demand (so the real
-// subblock decoder runs without a file), and a slow whole-array synthesis
-// written straight from the filter's rules, with rounding of its own.
+// Test-only helpers of the wavelet decoder's tests and benchmarks: random
+// coefficient pyramids, a plane store client that entropy-codes them on
+// demand (so the real subblock decoder runs without a file), their planes
+// for a planeset writer, and a slow whole-array synthesis written straight
+// from the filter's rules, with rounding of its own.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
+#include <memory>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -177,8 +180,32 @@ public:
         for (uint32_t s = first; s <= last; ++s) count += hasSubblock(subband, s) ? 1 : 0;
         return count;
     }
+    // Coded once per subblock while all bands are selected, then copied.
     QVStatus getSubblockDataInternal(uint32_t subband, uint32_t subblock, XR3PlaneData* planes) const override {
         ++m_reads;
+        const bool allBands = m_components.getNumSet() == m_info.numBands;
+        const uint64_t key = uint64_t(subband) << 32 | subblock;
+        auto cached = allBands ? m_coded.find(key) : m_coded.end();
+        if (cached == m_coded.end()) {
+            auto data = std::make_unique<XR3SubblockData>();
+            if (QVStatus status = codeSubblock(subband, subblock, *data)) return status;
+            if (!allBands) return movePlanes(*data, planes);
+            cached = m_coded.emplace(key, std::move(data)).first;
+        }
+        XR3SubblockData copy;
+        if (QVStatus status = copy.copy(*cached->second, true)) return status;
+        return movePlanes(copy, planes);
+    }
+    // Subblocks read from the "store".
+    uint64_t reads() const { return m_reads; }
+
+private:
+    QVStatus movePlanes(XR3SubblockData& data, XR3PlaneData* planes) const {
+        for (uint32_t i = 0; i < uint32_t(m_info.numBands) * kXR3PlanesPerBand; ++i)
+            planes[i] = std::move(data.getPlanes()[i]);
+        return 0;
+    }
+    QVStatus codeSubblock(uint32_t subband, uint32_t subblock, XR3SubblockData& data) const {
         uint32_t row = 0, col = 0, w = 0, h = 0;
         m_info.getSubblockInfo(subband, subblock, row, col, w, h);
         const uint32_t n = m_info.subblockSize;
@@ -190,20 +217,14 @@ public:
                 for (uint32_t x = 0; x < w; ++x) coefs[b].push_back(coefficient(subband, b, col * n + x, row * n + y));
             pointers[b] = coefs[b].data();
         }
-        XR3SubblockData data;
         if (QVStatus status = data.initSize(uint8_t(subband), subblock, m_info.numBands, uint16_t(w), uint16_t(h)))
             return status;
-        if (QVStatus status = data.encode(pointers.data(), w, 0, nullptr, 0)) return status;
-        for (uint32_t i = 0; i < uint32_t(m_info.numBands) * kXR3PlanesPerBand; ++i)
-            planes[i] = std::move(data.getPlanes()[i]);
-        return 0;
+        return data.encode(pointers.data(), w, 0, nullptr, 0);
     }
-    // Subblocks read from the "store".
-    uint64_t reads() const { return m_reads; }
 
-private:
     XR3PlaneStore m_store;
     mutable std::atomic<uint64_t> m_reads{0};
+    mutable std::map<uint64_t, std::unique_ptr<XR3SubblockData>> m_coded;
 };
 
 // The coefficients of a pyramid.
@@ -223,6 +244,29 @@ inline int64_t sizeAtScale(int64_t size, int32_t scale) {
     if (scale < 0) return size << -scale;
     for (int32_t k = 0; k < scale; ++k) size = (size + 1) >> 1;
     return size;
+}
+
+// The planes of every subblock of a pyramid, coded by the library's encoder.
+inline TavixFixture::PlanesetContent codePyramid(const Pyramid& pyramid) {
+    TavixFixture::PlanesetContent content;
+    PyramidClient client(pyramid);
+    const XR3ImageInfo& info = pyramid.info;
+    auto planes = std::make_unique<XR3PlaneData[]>(size_t(info.numBands) * kXR3PlanesPerBand);
+    for (uint32_t s = 0; s < info.numSubbands; ++s)
+        for (uint32_t sb = 0; sb < uint32_t(info.subbands[s].rows) * info.subbands[s].cols; ++sb) {
+            if (!client.hasSubblock(s, sb)) continue;
+            EXPECT_EQ(0u, client.getSubblockDataInternal(s, sb, planes.get()));
+            for (uint16_t b = 0; b < info.numBands; ++b)
+                for (uint8_t p = 0; p < kXR3PlanesPerBand; ++p) {
+                    const XR3PlaneData& plane = planes[b * kXR3PlanesPerBand + p];
+                    if (!plane.isPresent()) continue;
+                    TavixFixture::FixturePlane fixture;
+                    fixture.bytes.assign(plane.buffer, plane.buffer + plane.length);
+                    fixture.bypass = plane.isBypass();
+                    content.set(XR3PlaneDesc(uint8_t(s), sb, b, p), std::move(fixture));
+                }
+        }
+    return content;
 }
 
 }  // namespace WaveletDecoderTest
