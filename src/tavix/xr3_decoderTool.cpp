@@ -9,7 +9,9 @@
 #include "qvi_scene.h"
 #include "qvi_sceneBuffer.h"
 #include "qvi_utils.h"
+#include "xr3_decodeBase.h"
 #include "xr3_planeSource.h"
+#include "xr3_waveletDecoder.h"
 
 namespace Orvanetics {
 
@@ -66,7 +68,7 @@ QVStatus XR3Tool::getInterruptStatus() const
 
 XR3DecoderTool::XR3DecoderTool() : QVIImageReader(true) {}
 
-XR3DecoderTool::~XR3DecoderTool() = default;  // stub
+XR3DecoderTool::~XR3DecoderTool() = default;
 
 void XR3DecoderTool::setDefaultNumThreads(int32_t count)
 {
@@ -80,7 +82,7 @@ int32_t XR3DecoderTool::getDefaultNumThreads()
 
 int32_t XR3DecoderTool::resolveNumThreads() const
 {
-    return m_numThreads > 0 ? m_numThreads : s_defaultNumThreads.load();
+    return int32_t(xr3ResolveNumThreads(m_numThreads, s_defaultNumThreads.load()));
 }
 
 QVStatus XR3DecoderTool::init(const XR3PlaneSource& planeSource, XR3PlaneStoreClient& client)
@@ -128,6 +130,8 @@ QVStatus XR3DecoderTool::decodeBegin(const QVIPixel& pixel, const QVIScene& scen
 {
     if (m_client == nullptr)
         return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (m_client->havePlanesBeenUpdated() && m_decodeBase)
+        m_decodeBase->invalidateCache();
     QVStatus status = mapScene(scene);
     if (status == 0)
         status = selectBands(pixel);
@@ -187,20 +191,59 @@ QVStatus XR3DecoderTool::selectBands(const QVIPixel& pixel)
 
 QVStatus XR3DecoderTool::startDecoder()
 {
-    // The wavelet synthesis is not in this build yet.
-    return xr3Fail(QVI_STS_NotImplemented);
+    endDecoder();
+    m_decodeBase.reset(new (std::nothrow)
+                           DecodeBase(m_info, *m_client, getToolInterruptDelegate(), uint32_t(resolveNumThreads())));
+    if (!m_decodeBase)
+        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+    m_decoder = PipelinedWaveletDecoder::create(m_decodeRect, m_info.numLevels, uint32_t(m_imageRect.y1 + 1),
+                                                uint32_t(m_imageRect.x1 + 1), m_numSelected, m_scale, *m_decodeBase);
+    if (!m_decoder)
+        return xr3Fail(QVI_STS_Tavix_BadArgument);
+    m_numStrips = 0;
+    const QVStatus status = m_decoder->begin(getStripHeight(), m_info.rangeMin, m_info.rangeMax);
+    if (status != 0)
+        endDecoder();
+    return status;
 }
 
-void XR3DecoderTool::endDecoder() {}
-
-QVStatus XR3DecoderTool::decodeStrip(QVISceneBuffer&, const QVIScene&)
+void XR3DecoderTool::endDecoder()
 {
-    return xr3Fail(QVI_STS_Tavix_BadContext);
+    if (m_decoder)
+        m_decoder->end();
+    m_decoder.reset();
+}
+
+QVStatus XR3DecoderTool::decodeStrip(QVISceneBuffer& buffer, const QVIScene& stripScene)
+{
+    if (!m_decoder)
+        return xr3Fail(QVI_STS_Tavix_BadContext);
+    const int64_t x0 = int64_t(stripScene.getUpperLeftCol()) + m_sceneOriginCol;
+    const int64_t y0 = int64_t(stripScene.getUpperLeftRow()) + m_sceneOriginRow;
+    const QVIGeomRect requested(int32_t(x0), int32_t(y0), int32_t(x0 + stripScene.getNumCols() - 1),
+                                int32_t(y0 + stripScene.getNumRows() - 1));
+    const QVIGeomRect rect = XR3RectOps::intersection(requested, m_decodeRect);
+    ++m_numStrips;
+    if (rect.isEmpty())
+        return 0;
+    // Rows or columns of the strip outside the decode rectangle stay untouched.
+    QVISceneBuffer target(buffer, uint32_t(rect.x0 - requested.x0), uint32_t(rect.y0 - requested.y0),
+                          uint32_t(XR3RectOps::width(rect)), uint32_t(XR3RectOps::height(rect)));
+    const QVStatus status = m_decoder->decodeStrip(rect, target);
+    if (status != 0)
+        endDecoder();
+    return status;
 }
 
 QVStatus XR3DecoderTool::decodeEnd()
 {
-    return 0;
+    QVStatus status = 0;
+    if (m_decoder)
+        status = m_decoder->end();
+    m_decoder.reset();
+    if (m_decodeBase)
+        m_decodeBase->invalidateCache();
+    return status;
 }
 
 // ---------------------------------------------------------------------------

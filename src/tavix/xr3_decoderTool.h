@@ -12,7 +12,9 @@
 
 namespace Orvanetics {
 
+class DecodeBase;
 class QVIPixel;
+class PipelinedWaveletDecoder;
 class XR3FilePlaneStoreClient;
 class XR3PlaneSource;
 class XR3PlaneStoreClient;
@@ -97,6 +99,8 @@ private:
     XR3ImageInfo m_info;
     XR3PlaneStoreClient* m_client = nullptr;
     int32_t m_numThreads = 0;
+    std::unique_ptr<DecodeBase> m_decodeBase;
+    std::unique_ptr<PipelinedWaveletDecoder> m_decoder;
     int32_t m_scale = 0;
     QVIGeomRect m_decodeRect;
     QVIGeomRect m_imageRect;
