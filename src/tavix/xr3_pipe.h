@@ -105,6 +105,7 @@ private:
     PipeColumnSupport m_columns;
     PipeRowSupport m_rows;
     int64_t m_bufferLength;
+    int64_t m_lineStride;  // the length rounded up to whole blocks
     std::vector<int32_t> m_lines;
     std::vector<int32_t*> m_linePtr[NumLines];
     std::vector<int32_t*> m_fetched;        // get_line results
