@@ -132,6 +132,8 @@ public:
     // pipe's columns to lines[b] + (y - rect.y0) * stride.
     QVStatus fillPipe(const QVIGeomRect& rect, int32_t* const* lines, size_t stride, DecodeBase& base);
 
+    uint32_t getNumLevels() const { return m_numLevels; }
+    int32_t getScale() const { return m_scale; }
     uint32_t getNumStages() const { return uint32_t(m_stages.size()); }
     const PipeSeg& getStage(uint32_t i) const { return *m_stages[i]; }
     const QVIGeomRect& getRect() const { return m_rect; }
