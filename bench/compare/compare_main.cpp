@@ -258,9 +258,11 @@ void measureMemory(const TestImage& image, Results& results)
         row.image = image.label;
         row.decoder = decoder;
         const auto start = std::chrono::steady_clock::now();
-        std::string error;
-        if (!runSelf(arguments, &row.peakKiB, error))
+        std::string error, output;
+        if (!runSelf(arguments, &output, error))
             row.error = error;
+        else if (std::sscanf(output.c_str(), "peak_kib %ld", &row.peakKiB) != 1)
+            row.error = "no peak reported";
         row.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         std::fprintf(stderr, "peak RSS %s %s: %ld KiB\n", image.key.c_str(), decoder.c_str(), row.peakKiB);
         results.memory.push_back(row);
@@ -279,8 +281,10 @@ void measureMemory(const TestImage& image, Results& results)
 // A whole decode at magnification 1 of ours streams to a null writer.
 int runDecodeChild(int argc, char** argv)
 {
-    if (argc >= 3 && std::strcmp(argv[2], "none") == 0)
+    if (argc >= 3 && std::strcmp(argv[2], "none") == 0) {
+        std::printf("peak_kib %ld\n", peakResidentKiB());
         return 0;
+    }
     DecoderKind kind;
     if (argc < 5 || !decoderKindFromName(argv[2], kind))
         return 2;
@@ -303,6 +307,8 @@ int runDecodeChild(int argc, char** argv)
     }
     if (!ok)
         std::fprintf(stderr, "%s: %s\n", argv[2], error.c_str());
+    else
+        std::printf("peak_kib %ld\n", peakResidentKiB());
     return ok ? 0 : 1;
 }
 
