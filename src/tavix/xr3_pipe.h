@@ -144,6 +144,7 @@ private:
     std::vector<std::unique_ptr<PipeSeg>> m_stages;  // coarsest first
     std::vector<int32_t*> m_fetched;
     std::vector<const int32_t*> m_rowPtrs;
+    std::vector<int32_t*> m_outPtrs;
 };
 
 }  // namespace Orvanetics

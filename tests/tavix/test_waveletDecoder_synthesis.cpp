@@ -1,0 +1,163 @@
+// The pipelined synthesis against a whole-array synthesis written from the
+// filter's rules: random pyramids of odd and even sizes and 0 to 8 levels,
+// whole scenes and odd sub-rectangles, every reduction, enlargement with
+// zero detail, strips of any height, and the rounding divisions.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+
+#include "qvi_pixel.h"
+#include "qvi_sceneBuffer.h"
+#include "waveletDecoder_testSupport.h"
+#include "xr3_wavelet53.h"
+#include "xr3_waveletDecoder.h"
+
+using namespace Orvanetics;
+using namespace WaveletDecoderTest;
+
+namespace {
+
+// Size of the image `scale` octaves below full size (negative: above).
+int64_t sizeAtScale(int64_t size, int32_t scale) {
+    if (scale < 0) return size << -scale;
+    for (int32_t k = 0; k < scale; ++k) size = (size + 1) >> 1;
+    return size;
+}
+
+// Decodes rect at scale into 32-bit samples, in strips of random heights,
+// and compares every band with the reference.
+void expectMatchesReference(const Pyramid& pyramid, int32_t scale, const QVIGeomRect& rect, uint32_t threads,
+                            std::mt19937& rng) {
+    PyramidClient client(pyramid);
+    DecodeBase base(pyramid.info, client, nullptr, threads);
+    const int64_t w = sizeAtScale(pyramid.info.width, scale), h = sizeAtScale(pyramid.info.height, scale);
+    const uint16_t bands = pyramid.info.numBands;
+    auto decoder = PipelinedWaveletDecoder::create(rect, pyramid.info.numLevels, uint32_t(h), uint32_t(w), bands,
+                                                   scale, base);
+    ASSERT_TRUE(decoder);
+    ASSERT_EQ(0u, decoder->begin(16, INT32_MIN, INT32_MAX));
+    QVIPixel pixel(QVI_COLORSPACE_MULTISPECTRAL, bands, QVI_DATATYPE_SINT32);
+    QVISceneBuffer buffer(pixel, uint32_t(rect.getWidth()), uint32_t(rect.getHeight()));
+    for (int32_t y = rect.y0; y <= rect.y1;) {
+        const int32_t rows = std::min<int32_t>(1 + int32_t(rng() % 5), rect.y1 - y + 1);
+        QVISceneBuffer strip(buffer, 0, uint32_t(y - rect.y0), uint32_t(rect.getWidth()), uint32_t(rows));
+        ASSERT_EQ(0u, decoder->decodeStrip(QVIGeomRect(rect.x0, y, rect.x1, y + rows - 1), strip));
+        y += rows;
+    }
+    EXPECT_EQ(0u, decoder->end());
+    for (uint16_t b = 0; b < bands; ++b) {
+        const Plane expected = pyramid.reference(b, scale);
+        ASSERT_EQ(w, expected.width);
+        ASSERT_EQ(h, expected.height);
+        for (int32_t y = rect.y0; y <= rect.y1; ++y)
+            for (int32_t x = rect.x0; x <= rect.x1; ++x)
+                ASSERT_EQ(expected.at(x, y), *static_cast<int32_t*>(buffer.getSample(x - rect.x0, y - rect.y0, b)))
+                    << "band " << b << " at " << x << "," << y << " scale " << scale << " image "
+                    << pyramid.info.width << "x" << pyramid.info.height << " levels " << int(pyramid.info.numLevels);
+    }
+}
+
+QVIGeomRect randomRect(int64_t w, int64_t h, std::mt19937& rng) {
+    const int32_t x0 = int32_t(rng() % w), y0 = int32_t(rng() % h);
+    const int32_t x1 = x0 + int32_t(rng() % (w - x0)), y1 = y0 + int32_t(rng() % (h - y0));
+    return QVIGeomRect(x0, y0, x1, y1);
+}
+
+void checkAllScales(const PyramidShape& shape, uint32_t seed, int32_t minScale, int rectsPerScale) {
+    const Pyramid pyramid = makePyramid(shape, seed);
+    std::mt19937 rng(seed);
+    for (int32_t scale = minScale; scale <= int32_t(shape.numLevels); ++scale) {
+        const int64_t w = sizeAtScale(shape.width, scale), h = sizeAtScale(shape.height, scale);
+        if (w < 3 || h < 3) continue;
+        expectMatchesReference(pyramid, scale, QVIGeomRect(0, 0, int32_t(w - 1), int32_t(h - 1)), 1, rng);
+        for (int i = 0; i < rectsPerScale; ++i) expectMatchesReference(pyramid, scale, randomRect(w, h, rng), 1, rng);
+        if (::testing::Test::HasFailure()) return;
+    }
+}
+
+}  // namespace
+
+TEST(WaveletRounding, ExamplesAndTiesToEven) {
+    EXPECT_EQ(0, round2(-1));
+    EXPECT_EQ(2, round2(3));
+    EXPECT_EQ(0, round4(2));
+    EXPECT_EQ(2, round4(6));
+    EXPECT_EQ(-2, round4(-6));
+    EXPECT_EQ(-2, round2(-3));
+    for (int32_t s = -100000; s <= 100000; ++s) {
+        ASSERT_EQ(roundDivTiesEven(s, 2), round2(s)) << s;
+        ASSERT_EQ(roundDivTiesEven(s, 4), round4(s)) << s;
+    }
+    for (int32_t s : {INT32_MIN, INT32_MIN + 1, INT32_MIN + 2, INT32_MIN + 3, INT32_MAX - 2, INT32_MAX}) {
+        EXPECT_EQ(roundDivTiesEven(s, 2), round2(s)) << s;
+        EXPECT_EQ(roundDivTiesEven(s, 4), round4(s)) << s;
+    }
+}
+
+TEST(WaveletSynthesis, SmallImagesOfEveryShapeAndLevelCount) {
+    uint32_t seed = 1;
+    for (uint32_t width : {3u, 4u, 5u, 6u, 7u, 9u, 12u, 17u})
+        for (uint32_t height : {3u, 4u, 5u, 8u, 11u})
+            for (uint8_t levels : {0, 1, 2, 3, 5, 8}) {
+                PyramidShape shape;
+                shape.width = width;
+                shape.height = height;
+                shape.numLevels = levels;
+                shape.subblockSize = 4;
+                checkAllScales(shape, seed++, -1, 2);
+                if (HasFailure()) return;
+            }
+}
+
+TEST(WaveletSynthesis, LargerImagesAndSubblockSizes) {
+    struct Case {
+        uint32_t width, height;
+        uint8_t levels;
+        uint16_t subblockSize, bands;
+    };
+    const Case cases[] = {{100, 37, 3, 16, 2}, {129, 130, 4, 32, 1}, {64, 64, 6, 8, 3},
+                          {300, 300, 5, 64, 1}, {255, 33, 8, 16, 1}, {37, 200, 2, 7, 2}};
+    uint32_t seed = 100;
+    for (const Case& c : cases) {
+        PyramidShape shape;
+        shape.width = c.width;
+        shape.height = c.height;
+        shape.numLevels = c.levels;
+        shape.subblockSize = c.subblockSize;
+        shape.numBands = c.bands;
+        checkAllScales(shape, seed++, -2, 3);
+        if (HasFailure()) return;
+    }
+}
+
+TEST(WaveletSynthesis, NoLevelsGivesSubbandZero) {
+    PyramidShape shape;
+    shape.width = 10;
+    shape.height = 7;
+    shape.numLevels = 0;
+    const Pyramid pyramid = makePyramid(shape, 5);
+    const Plane expected = pyramid.band(0, 0);
+    EXPECT_EQ(0, std::memcmp(expected.v.data(), pyramid.reference(0, 0).v.data(), expected.v.size() * 8));
+    std::mt19937 rng(5);
+    expectMatchesReference(pyramid, 0, QVIGeomRect(0, 0, 9, 6), 1, rng);
+}
+
+TEST(WaveletSynthesis, ScenesTooSmallOrOutsideGiveNoDecoder) {
+    PyramidShape shape;
+    shape.width = 20;
+    shape.height = 9;
+    shape.numLevels = 3;
+    const Pyramid pyramid = makePyramid(shape, 9);
+    PyramidClient client(pyramid);
+    DecodeBase base(pyramid.info, client, nullptr, 1);
+    // 9 rows at scale 2 are 3 rows: still decodable; at scale 3 only 2.
+    EXPECT_TRUE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 4, 2), 3, 3, 5, 1, 2, base));
+    EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 2, 1), 3, 2, 3, 1, 3, base));
+    EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 1, 1), 3, 2, 2, 1, 0, base));
+    EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 19, 9), 3, 9, 20, 1, 0, base));  // below
+    EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(-1, 0, 5, 5), 3, 9, 20, 1, 0, base));
+    EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 5, 5), 3, 9, 20, 1, 4, base));  // scale > levels
+    EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 5, 5), 3, 9, 20, 2, 0, base));  // bands
+    EXPECT_TRUE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 19, 8), 3, 9, 20, 1, 0, base));
+}

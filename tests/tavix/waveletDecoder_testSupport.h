@@ -1,0 +1,209 @@
+// Helpers shared by the wavelet decoder tests: random coefficient pyramids,
+// a plane store client that entropy-codes them on demand (so the real
+// subblock decoder runs without a file), and a slow whole-array synthesis
+// written straight from the filter's rules, with rounding of its own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "tavix_planesetWriter.h"
+#include "xr3_planeStore.h"
+#include "xr3_subblockData.h"
+
+namespace WaveletDecoderTest {
+
+using namespace Orvanetics;
+
+// Division rounded to nearest, ties to the even quotient, by cases on the
+// floor remainder rather than by shifts.
+inline int64_t roundDivTiesEven(int64_t s, int64_t d) {
+    int64_t q = s / d, r = s % d;
+    if (r < 0) {
+        r += d;
+        --q;
+    }
+    if (2 * r > d) return q + 1;
+    if (2 * r < d) return q;
+    return (q % 2 == 0) ? q : q + 1;
+}
+
+// A whole array of samples, row by row.
+struct Plane {
+    int64_t width = 0;
+    int64_t height = 0;
+    std::vector<int64_t> v;
+    Plane() = default;
+    Plane(int64_t w, int64_t h) : width(w), height(h), v(size_t(w * h), 0) {}
+    int64_t& at(int64_t x, int64_t y) { return v[size_t(y * width + x)]; }
+    int64_t at(int64_t x, int64_t y) const { return v[size_t(y * width + x)]; }
+};
+
+// Mirror of index i around the ends of a sequence of n >= 2 samples.
+inline int64_t mirror(int64_t i, int64_t n) {
+    while (i < 0 || i >= n) i = i < 0 ? -i : 2 * (n - 1) - i;
+    return i;
+}
+
+// The two lifting steps over an interleaved sequence, in place; one sample
+// is passed through.
+inline void synthesise1D(std::vector<int64_t>& x) {
+    const int64_t n = int64_t(x.size());
+    if (n < 2) return;
+    for (int64_t i = 0; i < n; i += 2) x[i] -= roundDivTiesEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 4);
+    for (int64_t i = 1; i < n; i += 2) x[i] += roundDivTiesEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 2);
+}
+
+// One level: interleave, vertical steps on every column, horizontal on every row.
+inline Plane synthesiseLevel(const Plane& lowLow, const Plane* hl, const Plane* lh, const Plane* hh, int64_t w,
+                             int64_t h) {
+    Plane x(w, h);
+    for (int64_t y = 0; y < h; ++y)
+        for (int64_t c = 0; c < w; ++c) {
+            const Plane* band = (y & 1) ? ((c & 1) ? hh : lh) : ((c & 1) ? hl : &lowLow);
+            x.at(c, y) = band ? band->at(c >> 1, y >> 1) : 0;
+        }
+    std::vector<int64_t> line;
+    for (int64_t c = 0; c < w; ++c) {
+        line.resize(size_t(h));
+        for (int64_t y = 0; y < h; ++y) line[size_t(y)] = x.at(c, y);
+        synthesise1D(line);
+        for (int64_t y = 0; y < h; ++y) x.at(c, y) = line[size_t(y)];
+    }
+    for (int64_t y = 0; y < h; ++y) {
+        line.assign(x.v.begin() + y * w, x.v.begin() + (y + 1) * w);
+        synthesise1D(line);
+        std::copy(line.begin(), line.end(), x.v.begin() + y * w);
+    }
+    return x;
+}
+
+// Coefficients of every subband and band of an image.
+struct Pyramid {
+    XR3ImageInfo info;
+    std::vector<std::vector<Plane>> bands;  // [subband][band]
+
+    const Plane& band(uint32_t subband, uint32_t b) const { return bands[subband][b]; }
+
+    // The image at `scale` octaves below full size (negative: above, with
+    // zero detail), of band b: the synthesis stopped at that level, plus the
+    // overflow band of the next finer level.
+    Plane reference(uint32_t b, int32_t scale) const {
+        const int64_t numLevels = info.numLevels;
+        const int64_t stages = numLevels - scale;
+        Plane current = band(0, b);
+        for (int64_t j = 1; j <= stages + 1; ++j) {
+            const uint32_t overflow = uint32_t(4 * (j - 1) + 1);
+            if (j <= numLevels)
+                for (size_t i = 0; i < current.v.size(); ++i) current.v[i] += band(overflow, b).v[i];
+            if (j > stages) break;
+            if (j <= numLevels) {
+                const XR3SubbandDims& big = info.subbands[overflow + (j < numLevels ? 4 : 0)];
+                const int64_t w = j < numLevels ? big.width : info.width;
+                const int64_t h = j < numLevels ? big.height : info.height;
+                current = synthesiseLevel(current, &band(overflow + 1, b), &band(overflow + 2, b),
+                                          &band(overflow + 3, b), w, h);
+            } else {
+                current = synthesiseLevel(current, nullptr, nullptr, nullptr, 2 * current.width, 2 * current.height);
+            }
+        }
+        return current;
+    }
+};
+
+struct PyramidShape {
+    uint32_t width = 64;
+    uint32_t height = 64;
+    uint8_t numLevels = 2;
+    uint16_t numBands = 1;
+    uint16_t subblockSize = 16;
+    int32_t magnitude = 3000;   // coefficients in [-magnitude, magnitude]
+    double emptyShare = 0.25;   // of subblocks left all zero
+};
+
+inline Pyramid makePyramid(const PyramidShape& shape, uint32_t seed) {
+    Pyramid p;
+    p.info = TavixFixture::makeImageInfo(shape.width, shape.height, shape.numLevels, shape.numBands,
+                                         shape.subblockSize);
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int32_t> value(-shape.magnitude, shape.magnitude);
+    std::uniform_real_distribution<double> share(0.0, 1.0);
+    const uint32_t n = shape.subblockSize;
+    p.bands.resize(p.info.subbands.size());
+    for (size_t s = 0; s < p.info.subbands.size(); ++s) {
+        const XR3SubbandDims& dims = p.info.subbands[s];
+        std::vector<bool> empty(size_t(dims.rows) * dims.cols);
+        for (size_t i = 0; i < empty.size(); ++i) empty[i] = share(rng) < shape.emptyShare;
+        for (uint16_t b = 0; b < shape.numBands; ++b) {
+            Plane plane(dims.width, dims.height);
+            for (int64_t y = 0; y < plane.height; ++y)
+                for (int64_t x = 0; x < plane.width; ++x)
+                    if (!empty[size_t((y / n) * dims.cols + x / n)]) plane.at(x, y) = value(rng);
+            p.bands[s].push_back(std::move(plane));
+        }
+    }
+    return p;
+}
+
+// A client that codes a pyramid's subblocks with the real entropy coder
+// when they are asked for.
+class PyramidClient : public XR3PlaneStoreClient {
+public:
+    explicit PyramidClient(const Pyramid& pyramid)
+        : XR3PlaneStoreClient(m_store, pyramid.info), m_pyramid(pyramid), m_store(pyramid.info) {}
+
+    bool hasSubblock(uint32_t subband, uint32_t subblock) const override {
+        uint32_t row = 0, col = 0, w = 0, h = 0;
+        m_info.getSubblockInfo(subband, subblock, row, col, w, h);
+        const uint32_t n = m_info.subblockSize;
+        for (const Plane& plane : m_pyramid.bands[subband])
+            for (uint32_t y = 0; y < h; ++y)
+                for (uint32_t x = 0; x < w; ++x)
+                    if (plane.at(col * n + x, row * n + y) != 0) return true;
+        return false;
+    }
+    bool hasSubblocksInRange(uint32_t subband, uint32_t first, uint32_t last) const override {
+        for (uint32_t s = first; s <= last; ++s)
+            if (hasSubblock(subband, s)) return true;
+        return false;
+    }
+    uint32_t countSubblocksInRange(uint32_t subband, uint32_t first, uint32_t last) const override {
+        uint32_t count = 0;
+        for (uint32_t s = first; s <= last; ++s) count += hasSubblock(subband, s) ? 1 : 0;
+        return count;
+    }
+    QVStatus getSubblockDataInternal(uint32_t subband, uint32_t subblock, XR3PlaneData* planes) const override {
+        ++m_reads;
+        uint32_t row = 0, col = 0, w = 0, h = 0;
+        m_info.getSubblockInfo(subband, subblock, row, col, w, h);
+        const uint32_t n = m_info.subblockSize;
+        std::vector<std::vector<int32_t>> coefs(m_info.numBands);
+        std::vector<const int32_t*> pointers(m_info.numBands, nullptr);
+        for (uint16_t b = 0; b < m_info.numBands; ++b) {
+            if (!m_components.isSet(b)) continue;
+            for (uint32_t y = 0; y < h; ++y)
+                for (uint32_t x = 0; x < w; ++x)
+                    coefs[b].push_back(int32_t(m_pyramid.band(subband, b).at(col * n + x, row * n + y)));
+            pointers[b] = coefs[b].data();
+        }
+        XR3SubblockData data;
+        if (QVStatus status = data.initSize(uint8_t(subband), subblock, m_info.numBands, uint16_t(w), uint16_t(h)))
+            return status;
+        if (QVStatus status = data.encode(pointers.data(), w, 0, nullptr, 0)) return status;
+        for (uint32_t i = 0; i < uint32_t(m_info.numBands) * kXR3PlanesPerBand; ++i)
+            planes[i] = std::move(data.getPlanes()[i]);
+        return 0;
+    }
+    uint64_t reads() const { return m_reads; }
+
+private:
+    const Pyramid& m_pyramid;
+    XR3PlaneStore m_store;
+    mutable std::atomic<uint64_t> m_reads{0};
+};
+
+}  // namespace WaveletDecoderTest
