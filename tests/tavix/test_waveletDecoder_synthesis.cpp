@@ -18,13 +18,6 @@ using namespace WaveletDecoderTest;
 
 namespace {
 
-// Size of the image `scale` octaves below full size (negative: above).
-int64_t sizeAtScale(int64_t size, int32_t scale) {
-    if (scale < 0) return size << -scale;
-    for (int32_t k = 0; k < scale; ++k) size = (size + 1) >> 1;
-    return size;
-}
-
 // Decodes rect at scale into 32-bit samples, in strips of random heights,
 // and compares every band with the reference.
 void expectMatchesReference(const Pyramid& pyramid, int32_t scale, const QVIGeomRect& rect, uint32_t threads,

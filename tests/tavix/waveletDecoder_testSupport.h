@@ -149,21 +149,22 @@ inline Pyramid makePyramid(const PyramidShape& shape, uint32_t seed) {
     return p;
 }
 
-// A client that codes a pyramid's subblocks with the real entropy coder
-// when they are asked for.
-class PyramidClient : public XR3PlaneStoreClient {
+// A client that codes coefficients with the real entropy coder when a
+// subblock is asked for. Subclasses say what the coefficients are.
+class CoefficientClient : public XR3PlaneStoreClient {
 public:
-    explicit PyramidClient(const Pyramid& pyramid)
-        : XR3PlaneStoreClient(m_store, pyramid.info), m_pyramid(pyramid), m_store(pyramid.info) {}
+    explicit CoefficientClient(const XR3ImageInfo& info) : XR3PlaneStoreClient(m_store, info), m_store(info) {}
+
+    virtual int32_t coefficient(uint32_t subband, uint16_t band, uint32_t x, uint32_t y) const = 0;
 
     bool hasSubblock(uint32_t subband, uint32_t subblock) const override {
         uint32_t row = 0, col = 0, w = 0, h = 0;
         m_info.getSubblockInfo(subband, subblock, row, col, w, h);
         const uint32_t n = m_info.subblockSize;
-        for (const Plane& plane : m_pyramid.bands[subband])
+        for (uint16_t b = 0; b < m_info.numBands; ++b)
             for (uint32_t y = 0; y < h; ++y)
                 for (uint32_t x = 0; x < w; ++x)
-                    if (plane.at(col * n + x, row * n + y) != 0) return true;
+                    if (coefficient(subband, b, col * n + x, row * n + y) != 0) return true;
         return false;
     }
     bool hasSubblocksInRange(uint32_t subband, uint32_t first, uint32_t last) const override {
@@ -186,8 +187,7 @@ public:
         for (uint16_t b = 0; b < m_info.numBands; ++b) {
             if (!m_components.isSet(b)) continue;
             for (uint32_t y = 0; y < h; ++y)
-                for (uint32_t x = 0; x < w; ++x)
-                    coefs[b].push_back(int32_t(m_pyramid.band(subband, b).at(col * n + x, row * n + y)));
+                for (uint32_t x = 0; x < w; ++x) coefs[b].push_back(coefficient(subband, b, col * n + x, row * n + y));
             pointers[b] = coefs[b].data();
         }
         XR3SubblockData data;
@@ -198,12 +198,31 @@ public:
             planes[i] = std::move(data.getPlanes()[i]);
         return 0;
     }
+    // Subblocks read from the "store".
     uint64_t reads() const { return m_reads; }
 
 private:
-    const Pyramid& m_pyramid;
     XR3PlaneStore m_store;
     mutable std::atomic<uint64_t> m_reads{0};
 };
+
+// The coefficients of a pyramid.
+class PyramidClient : public CoefficientClient {
+public:
+    explicit PyramidClient(const Pyramid& pyramid) : CoefficientClient(pyramid.info), m_pyramid(pyramid) {}
+    int32_t coefficient(uint32_t subband, uint16_t band, uint32_t x, uint32_t y) const override {
+        return int32_t(m_pyramid.band(subband, band).at(x, y));
+    }
+
+private:
+    const Pyramid& m_pyramid;
+};
+
+// The size of an image `scale` octaves below full size (negative: above).
+inline int64_t sizeAtScale(int64_t size, int32_t scale) {
+    if (scale < 0) return size << -scale;
+    for (int32_t k = 0; k < scale; ++k) size = (size + 1) >> 1;
+    return size;
+}
 
 }  // namespace WaveletDecoderTest
