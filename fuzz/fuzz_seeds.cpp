@@ -216,6 +216,12 @@ void writeFileSeeds()
             seed.insert(seed.end(), file.bytes.begin(), file.bytes.end());
             writeSeed("planeStore", std::string(shape.name) + "_" + std::to_string(selector), seed);
         }
+        // The reader target's first byte picks the default or the small memory usage.
+        for (uint8_t selector : {0, 1}) {
+            Bytes seed{selector};
+            seed.insert(seed.end(), file.bytes.begin(), file.bytes.end());
+            writeSeed("tavixReader", std::string(shape.name) + "_" + std::to_string(selector), seed);
+        }
     }
 }
 

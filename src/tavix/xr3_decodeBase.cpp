@@ -59,6 +59,7 @@ void DecodeBase::invalidateCache() {
         entry.rows.clear();
         entry.rows.shrink_to_fit();
     }
+    m_zeroLine = {};
     readComponentSet();
 }
 
@@ -66,7 +67,7 @@ uint64_t DecodeBase::getCacheSampleCount() const {
     uint64_t total = 0;
     for (const CacheEntry& entry : m_cache)
         for (const std::vector<int32_t>& row : entry.rows) total += row.size();
-    return total;
+    return total + m_zeroLine.size();
 }
 
 QVStatus DecodeBase::get_line(int32_t** lines, uint32_t subband, uint32_t row, uint32_t firstCol,
@@ -86,13 +87,35 @@ QVStatus DecodeBase::get_line(int32_t** lines, uint32_t subband, uint32_t row, u
         entry.firstSubblock = entry.lastSubblock = CacheEntry::kNone;
         entry.firstColumn = (firstCol / n) * n;
         const uint32_t endColumn = uint32_t(std::min<uint64_t>((uint64_t(lastCol / n) + 1) * n, dims.width));
-        if (QVStatus status = prepareBuffer(entry, endColumn - entry.firstColumn)) return status;
-        if (QVStatus status = loadSpan(entry, subband, first, last)) return status;
+        const uint32_t spanWidth = endColumn - entry.firstColumn;
+        // A span without data costs neither I/O nor decoding nor a fill:
+        // every line of it is the shared line of zeros.
+        entry.allZero = !m_client.hasSubblocksInRange(subband, first, last);
+        if (entry.allZero) {
+            if (QVStatus status = prepareZeroLine(spanWidth)) return status;
+        } else {
+            if (QVStatus status = prepareBuffer(entry, spanWidth)) return status;
+            if (QVStatus status = loadSpan(entry, subband, first, last)) return status;
+        }
         entry.firstSubblock = first;
         entry.lastSubblock = last;
     }
+    if (entry.allZero) {
+        std::fill_n(lines, m_selectedBands.size(), m_zeroLine.data());
+        return 0;
+    }
     const size_t start = size_t(row % n) * entry.bufferWidth + (firstCol - entry.firstColumn);
     for (size_t i = 0; i < entry.rows.size(); ++i) lines[i] = entry.rows[i].data() + start;
+    return 0;
+}
+
+QVStatus DecodeBase::prepareZeroLine(uint32_t width) {
+    if (m_zeroLine.size() >= width) return 0;
+    try {
+        m_zeroLine.assign(width, 0);
+    } catch (const std::bad_alloc&) {
+        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
+    }
     return 0;
 }
 
@@ -118,10 +141,6 @@ void DecodeBase::zeroColumns(CacheEntry& entry, uint32_t column, uint32_t width,
 }
 
 QVStatus DecodeBase::loadSpan(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last) {
-    if (!m_client.hasSubblocksInRange(subband, first, last)) {
-        for (std::vector<int32_t>& band : entry.rows) std::fill(band.begin(), band.end(), 0);
-        return 0;
-    }
     if (m_numThreads >= 2 && last > first) return loadInParallel(entry, subband, first, last);
     return loadSerially(entry, subband, first, last);
 }

@@ -38,7 +38,7 @@ public:
     DecodeBase& operator=(const DecodeBase&) = delete;
 
     // Points lines[i] (one per selected band) at column firstCol of `row` of
-    // `subband`. The pointers stay valid until the next get_line on the same
+    // `subband`; the lines are read-only. The pointers stay valid until the next get_line on the same
     // subband, or invalidateCache. 2009 beyond the subband; 2012 without
     // memory; a failure of the plane store, the entropy decoder or the
     // interrupt delegate (2007) as it came.
@@ -69,11 +69,13 @@ private:
         uint32_t bufferWidth = 0;  // samples per buffer row
         uint32_t firstColumn = 0;  // subband column of buffer column 0
         uint64_t misses = 0;
+        bool allZero = false;  // the span has no data: lines are the zero line
         std::vector<std::vector<int32_t>> rows;  // one per selected band
     };
 
     void readComponentSet();
     QVStatus prepareBuffer(CacheEntry& entry, uint32_t bufferWidth);
+    QVStatus prepareZeroLine(uint32_t width);
     // Decodes subblocks first..last (one row of `subband`) into the entry.
     QVStatus loadSpan(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last);
     QVStatus loadSerially(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last);
@@ -97,6 +99,7 @@ private:
     std::vector<uint16_t> m_selectedBands;
     std::unique_ptr<XR3ColorTransformSupport::Transformer> m_transformer;
     std::vector<CacheEntry> m_cache;
+    std::vector<int32_t> m_zeroLine;
 };
 
 }  // namespace Orvanetics

@@ -180,8 +180,12 @@ void PipeSeg::synthesiseRow(int32_t* row) {
         const int64_t k = n - 1 - p;
         row[k] = mirror ? row[xr3MirrorIndex(start + k, width) - start] : 0;
     }
-    for (int64_t k = 1; k + 1 < n; k += 2) row[k] = xr3LiftEven(row[k], row[k - 1], row[k + 1]);
-    for (int64_t k = 2; k + 2 < n; k += 2) row[k] = xr3LiftOdd(row[k], row[k - 1], row[k + 1]);
+    // One pass: each odd sample follows as soon as its right even neighbour is done.
+    row[1] = xr3LiftEven(row[1], row[0], row[2]);
+    for (int64_t k = 3; k + 1 < n; k += 2) {
+        row[k] = xr3LiftEven(row[k], row[k - 1], row[k + 1]);
+        row[k - 1] = xr3LiftOdd(row[k - 1], row[k - 2], row[k]);
+    }
 }
 
 QVStatus PipeSeg::startPairs(DecodeBase& base) {

@@ -83,8 +83,13 @@ QVStatus QVIGeoFileImageWriter::writeEnd()
 QVStatus QVIGeoFileImageWriter::deleteOutput()
 {
     closeOwnedStream();
-    if (m_fileSpec)
-        std::remove(m_fileSpec->getNativePath());
+    if (!m_fileSpec)
+        return 0;
+    std::remove(m_fileSpec->getNativePath());
+    // The clean-up after a failure runs writeEnd first, which has written it.
+    char worldSuffix[4] = {};
+    if (m_writeWorldFile && QVIGeoCoord::getWorldFileExtension(*m_fileSpec, worldSuffix) == 0)
+        std::remove(m_fileSpec->replaceSuffix(worldSuffix).getNativePath());
     return 0;
 }
 

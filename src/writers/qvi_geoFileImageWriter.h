@@ -33,7 +33,7 @@ public:
     QVStatus writeBegin(const QVIScene& scene) override;
     // Closes a file the writer opened and writes the world file if asked.
     QVStatus writeEnd() override;
-    // Closes a file the writer opened and deletes it.
+    // Closes a file the writer opened and deletes it, with its world file.
     QVStatus deleteOutput() override;
 
     const QVFileSpec* getOutputFileSpec() const { return m_fileSpec.get(); }

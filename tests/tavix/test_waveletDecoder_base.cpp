@@ -11,7 +11,7 @@
 
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
-#include "waveletDecoder_testSupport.h"
+#include "tavix_waveletPyramid.h"
 #include "xr3_waveletDecoder.h"
 
 using namespace Orvanetics;
@@ -104,8 +104,10 @@ TEST(DecodeBase, LinesHoldTheSubbandCoefficientsOfTheSelectedBands) {
     ASSERT_EQ(0u, base.get_line(lines.data(), subband, 20, 8, 8));
     EXPECT_EQ(4u, base.getMissCount(subband));
     EXPECT_EQ(pyramid.band(subband, 2).at(8, 20), lines[1][0]);
-    // At most one row of subblocks per subband is kept, for the two bands.
-    EXPECT_EQ(2u * 25 * 8, base.getCacheSampleCount());
+    // At most one row of subblocks per subband is kept, for the two bands,
+    // and a line of zeros for spans without data.
+    EXPECT_LE(base.getCacheSampleCount(), 2u * 25 * 8 + 25);
+    EXPECT_GE(base.getCacheSampleCount(), 2u * 25 * 8);
 }
 
 TEST(DecodeBase, ComponentSetIsReadAgainOnInvalidate) {

@@ -9,7 +9,7 @@
 
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
-#include "waveletDecoder_testSupport.h"
+#include "tavix_waveletPyramid.h"
 #include "xr3_wavelet53.h"
 #include "xr3_waveletDecoder.h"
 

@@ -146,7 +146,7 @@ TEST(WriterFrame, InterruptEndsTheReadAndRemovesTheOutput)
     EXPECT_EQ(writer.deletes, 1);
     EXPECT_EQ(stage->getFullScene(), QVIScene()) << "the stage's read was ended";
     EXPECT_FALSE(std::filesystem::exists(dir + "/out.bin"));
-    EXPECT_FALSE(std::filesystem::exists(dir + "/out.biw"));
+    EXPECT_FALSE(std::filesystem::exists(dir + "/out.bnw")) << "nor its world file";
     stage->release();
 }
 

@@ -1,7 +1,8 @@
-// Helpers shared by the wavelet decoder tests: random coefficient pyramids,
-// a plane store client that entropy-codes them on demand (so the real
-// subblock decoder runs without a file), and a slow whole-array synthesis
-// written straight from the filter's rules, with rounding of its own.
+// Test-only helpers of the wavelet decoder's tests and benchmarks: random
+// coefficient pyramids, a plane store client that entropy-codes them on
+// demand (so the real subblock decoder runs without a file), their planes
+// for a planeset writer, and a slow whole-array synthesis written straight
+// from the filter's rules, with rounding of its own.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -223,6 +224,29 @@ inline int64_t sizeAtScale(int64_t size, int32_t scale) {
     if (scale < 0) return size << -scale;
     for (int32_t k = 0; k < scale; ++k) size = (size + 1) >> 1;
     return size;
+}
+
+// The planes of every subblock of a pyramid, coded by the library's encoder.
+inline TavixFixture::PlanesetContent codePyramid(const Pyramid& pyramid) {
+    TavixFixture::PlanesetContent content;
+    PyramidClient client(pyramid);
+    const XR3ImageInfo& info = pyramid.info;
+    auto planes = std::make_unique<XR3PlaneData[]>(size_t(info.numBands) * kXR3PlanesPerBand);
+    for (uint32_t s = 0; s < info.numSubbands; ++s)
+        for (uint32_t sb = 0; sb < uint32_t(info.subbands[s].rows) * info.subbands[s].cols; ++sb) {
+            if (!client.hasSubblock(s, sb)) continue;
+            EXPECT_EQ(0u, client.getSubblockDataInternal(s, sb, planes.get()));
+            for (uint16_t b = 0; b < info.numBands; ++b)
+                for (uint8_t p = 0; p < kXR3PlanesPerBand; ++p) {
+                    const XR3PlaneData& plane = planes[b * kXR3PlanesPerBand + p];
+                    if (!plane.isPresent()) continue;
+                    TavixFixture::FixturePlane fixture;
+                    fixture.bytes.assign(plane.buffer, plane.buffer + plane.length);
+                    fixture.bypass = plane.isBypass();
+                    content.set(XR3PlaneDesc(uint8_t(s), sb, b, p), std::move(fixture));
+                }
+        }
+    return content;
 }
 
 }  // namespace WaveletDecoderTest
