@@ -86,7 +86,7 @@ std::string formatWithGeneration(const OpenedImage& image)
     return image.formatName() + " (generation " + std::to_string(image.generation()) + ")";
 }
 
-// Values of one metadata record, as text for the JSON form.
+// Value `index` of a numeric metadata record.
 double numericValue(const QVIMetadataRecord& record, uint32_t index)
 {
     const auto* bytes = static_cast<const uint8_t*>(record.getScalarData());
@@ -349,8 +349,11 @@ QVStatus printText(const QVFileSpec& file, std::optional<uint32_t> imageIndex, c
     line("Resolution:", joined({geo.getXRes(), geo.getYRes()}));
     line("Rotation:", joined({geo.getXRot(), geo.getYRot()}));
     line("WKT:", geo.getWKT() != nullptr ? geo.getWKT() : "none");
+    if (image.getMetadata().getIndexCount() == 0) {
+        line("Metadata:", "none");
+        return 0;
+    }
     std::printf("Metadata:\n");
-    std::fflush(stdout);
     QVIMetadataDumper dumper(image.getMetadata(), nullptr, true);
     return dumper.write();
 }

@@ -7,7 +7,8 @@
 // Files are written once into DIR and reused. --big 0 leaves out the memory
 // workload. The result is one Markdown table on stdout (and in FILE).
 // Timings run in one child per thread count, as Grok fixes its thread pool
-// once per process; peak memory in one child per decode.
+// once per process; peak memory in one child per decode. For a profiler:
+//   orvanetics_compare --decode-child ours|OpenJPEG|Grok FILE THREADS [REDUCE [X0 Y0 X1 Y1]]
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -241,17 +242,19 @@ void measureMemory(const TestImage& image, Results& results)
         std::fprintf(stderr, "peak RSS %s %s: %ld KiB\n", image.key.c_str(), decoder.c_str(), row.peakKiB);
         results.memory.push_back(row);
     };
-    measure("(no decode)", {"--rss-child", "none"});
+    measure("(no decode)", {"--decode-child", "none"});
     const std::string threads = std::to_string(kMemoryThreads);
     for (DecoderKind kind : kAllDecoders) {
         const std::string& path = fileFor(image, kind, false);
         if (!path.empty() && haveDecoder(kind))
-            measure(decoderName(kind), {"--rss-child", decoderName(kind), path, threads});
+            measure(decoderName(kind), {"--decode-child", decoderName(kind), path, threads});
     }
 }
 
-// The child of a memory measurement: one whole decode, nothing kept.
-int runMemoryChild(int argc, char** argv)
+// One decode and nothing else, for a memory measurement or a profiler:
+//   --decode-child DECODER PATH THREADS [REDUCE [X0 Y0 X1 Y1]]
+// A whole decode at magnification 1 of ours streams to a null writer.
+int runDecodeChild(int argc, char** argv)
 {
     if (argc >= 3 && std::strcmp(argv[2], "none") == 0)
         return 0;
@@ -260,13 +263,18 @@ int runMemoryChild(int argc, char** argv)
         return 2;
     const std::string path = argv[3];
     const unsigned threads = unsigned(std::atoi(argv[4]));
+    const unsigned reduce = argc > 5 ? unsigned(std::atoi(argv[5])) : 0;
+    Window window;
+    if (argc > 9)
+        window = {uint32_t(std::atoi(argv[6])), uint32_t(std::atoi(argv[7])), uint32_t(std::atoi(argv[8])),
+                  uint32_t(std::atoi(argv[9]))};
     std::string error;
     bool ok;
-    if (kind == DecoderKind::Ours) {
+    if (kind == DecoderKind::Ours && reduce == 0 && window.isWhole()) {
         ok = streamOursToNull(path, threads, error);
     } else {
         auto decoder = makeDecoder(kind);
-        ok = decoder && decodeOnce(*decoder, path, 0, threads, {}, nullptr);
+        ok = decoder && decodeOnce(*decoder, path, reduce, threads, window, nullptr);
         if (decoder)
             error = decoder->error();
     }
@@ -331,8 +339,8 @@ std::vector<std::string> childArguments(const Options& options, unsigned threads
 
 int main(int argc, char** argv)
 {
-    if (argc >= 2 && std::strcmp(argv[1], "--rss-child") == 0)
-        return runMemoryChild(argc, argv);
+    if (argc >= 2 && std::strcmp(argv[1], "--decode-child") == 0)
+        return runDecodeChild(argc, argv);
     const bool timingChild = argc >= 4 && std::strcmp(argv[1], "--timing-child") == 0;
     const unsigned childThreads = timingChild ? unsigned(std::atoi(argv[2])) : 0;
     const std::string childResults = timingChild ? argv[3] : "";

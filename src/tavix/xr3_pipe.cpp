@@ -104,7 +104,7 @@ QVStatus PipeSeg::fetchBand(uint32_t band, uint32_t row, const PipeSpan& span, L
     return 0;
 }
 
-QVStatus PipeSeg::fetchLowVertical(uint32_t i, Line target, DecodeBase& base) {
+QVStatus PipeSeg::FillMuster(uint32_t i, Line target, DecodeBase& base) {
     const PipeSpan& low = m_columns.low;
     const int64_t lowK = 2 * low.first - m_columns.bufferStart;
     // The low-low input: the coarser stage's row, or subband 0.
@@ -139,7 +139,7 @@ QVStatus PipeSeg::fetchLowVertical(uint32_t i, Line target, DecodeBase& base) {
     return fetchBand(m_position - 2, i, m_columns.high, target, highK, base);
 }
 
-QVStatus PipeSeg::fetchHighVertical(uint32_t i, Line target, DecodeBase& base) {
+QVStatus PipeSeg::CopySB3n4(uint32_t i, Line target, DecodeBase& base) {
     if (m_zeroDetail) {
         zeroLine(target);
         return 0;
@@ -188,7 +188,7 @@ void PipeSeg::synthesiseRow(int32_t* row) {
     }
 }
 
-QVStatus PipeSeg::startPairs(DecodeBase& base) {
+QVStatus PipeSeg::StartPipeSeg(DecodeBase& base) {
     const uint32_t i = m_rows.firstPair;
     const uint32_t numHigh = m_rows.height >> 1;
     const int32_t* const* before = m_linePtr[HighCurrent].data();
@@ -199,21 +199,21 @@ QVStatus PipeSeg::startPairs(DecodeBase& base) {
         const uint32_t after = std::min(i, numHigh - 1);
         const uint32_t above = i > 0 ? i - 1 : 0;
         if (above != after) {
-            if (QVStatus status = fetchHighVertical(above, HighNext, base)) return status;
+            if (QVStatus status = CopySB3n4(above, HighNext, base)) return status;
             before = m_linePtr[HighNext].data();
         }
-        if (QVStatus status = fetchHighVertical(after, HighCurrent, base)) return status;
+        if (QVStatus status = CopySB3n4(after, HighCurrent, base)) return status;
     }
-    if (QVStatus status = fetchLowVertical(i, EvenCurrent, base)) return status;
+    if (QVStatus status = FillMuster(i, EvenCurrent, base)) return status;
     liftEvenRows(EvenCurrent, before, m_linePtr[HighCurrent].data());
     return 0;
 }
 
-QVStatus PipeSeg::advance(DecodeBase& base) {
+QVStatus PipeSeg::PushPullXform(DecodeBase& base) {
     const uint32_t i = m_nextPair;
     if (i > m_rows.lastPair) return xr3Fail(QVI_STS_Tavix_BadArgument);
     if (m_pairCount == 0) {
-        if (QVStatus status = startPairs(base)) return status;
+        if (QVStatus status = StartPipeSeg(base)) return status;
     } else {
         std::swap(m_linePtr[EvenCurrent], m_linePtr[EvenNext]);
         std::swap(m_linePtr[HighCurrent], m_linePtr[HighNext]);
@@ -226,10 +226,10 @@ QVStatus PipeSeg::advance(DecodeBase& base) {
         if (i + 1 < numLow) {
             const int32_t* const* highAfter = m_linePtr[HighCurrent].data();  // mirrored below the last high line
             if (i + 1 < numHigh) {
-                if (QVStatus status = fetchHighVertical(i + 1, HighNext, base)) return status;
+                if (QVStatus status = CopySB3n4(i + 1, HighNext, base)) return status;
                 highAfter = m_linePtr[HighNext].data();
             }
-            if (QVStatus status = fetchLowVertical(i + 1, EvenNext, base)) return status;
+            if (QVStatus status = FillMuster(i + 1, EvenNext, base)) return status;
             liftEvenRows(EvenNext, m_linePtr[HighCurrent].data(), highAfter);
             evenAfter = EvenNext;
         }
@@ -247,7 +247,7 @@ QVStatus PipeSeg::advance(DecodeBase& base) {
 
 QVStatus PipeSeg::getRow(uint32_t y, const int32_t** rows, DecodeBase& base) {
     while (m_pairCount == 0 || y >= m_pairRow + m_pairCount) {
-        if (QVStatus status = advance(base)) return status;
+        if (QVStatus status = PushPullXform(base)) return status;
     }
     if (y < m_pairRow) return xr3Fail(QVI_STS_Tavix_BadArgument);
     const Line which = y == m_pairRow ? EvenCurrent : HighCurrent;

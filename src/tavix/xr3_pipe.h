@@ -77,12 +77,18 @@ private:
     enum Line { EvenCurrent, EvenNext, HighCurrent, HighNext, NumLines };
 
     int32_t* line(Line which, uint16_t band) { return m_linePtr[which][band]; }
-    QVStatus advance(DecodeBase& base);
-    QVStatus startPairs(DecodeBase& base);
-    // Interleaved low-vertical input row i (low-low sum at even columns, HL at odd).
-    QVStatus fetchLowVertical(uint32_t i, Line target, DecodeBase& base);
-    // Interleaved high-vertical input row i (LH at even columns, HH at odd).
-    QVStatus fetchHighVertical(uint32_t i, Line target, DecodeBase& base);
+    // The next pair of output rows: one more low and high input line, the
+    // vertical steps, the horizontal steps; mirrored at the bottom edge.
+    QVStatus PushPullXform(DecodeBase& base);
+    // The first even row: its high lines (mirrored at the top edge) and its low line.
+    QVStatus StartPipeSeg(DecodeBase& base);
+    // Interleaved low-vertical input row i (low-low sum at even columns, HL
+    // at odd; zeros there for a stage without detail).
+    QVStatus FillMuster(uint32_t i, Line target, DecodeBase& base);
+    // Interleaved high-vertical input row i (the subbands at the LH and HH
+    // places, at even and odd columns), copied out of the row cache since
+    // that is replaced at the next subblock row.
+    QVStatus CopySB3n4(uint32_t i, Line target, DecodeBase& base);
     // Copies `band` row `row` over `span` to every second sample of target from k.
     QVStatus fetchBand(uint32_t band, uint32_t row, const PipeSpan& span, Line target, int64_t k,
                        DecodeBase& base);

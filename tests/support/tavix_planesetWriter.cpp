@@ -314,7 +314,8 @@ std::vector<uint8_t> classicalMetadataBytes(const std::vector<ClassicalRecord>& 
 }
 
 ImageFile writeImageFile(const XR3ImageInfo& info, const PlanesetContent& content, const PlanesetOptions& options,
-                         std::vector<std::unique_ptr<XR3Packet>> extraPackets, IndexKind index) {
+                         std::vector<std::unique_ptr<XR3Packet>> extraPackets, IndexKind index,
+                         const XR3Version& version) {
     XR3ImageInfo headerInfo = info;
     headerInfo.hasPlaneMSE = options.hasMSE;
     auto planeset = std::make_unique<FixturePlanesetPacket>(headerInfo, content, options);
@@ -322,7 +323,7 @@ ImageFile writeImageFile(const XR3ImageInfo& info, const PlanesetContent& conten
     file.planes = planeset->getWrittenPlanes();
     file.tokenRegions = planeset->getTokenRegions();
 
-    PacketFileWriter writer;
+    PacketFileWriter writer(version);
     writer.setIndex(index);
     writer.addPacket(std::make_unique<XR3HeaderPacket>(headerInfo));
     for (auto& packet : extraPackets) writer.addPacket(std::move(packet));

@@ -140,6 +140,7 @@ struct ImageFile {
 // hasPlaneMSE is options.hasMSE, whatever info says.
 ImageFile writeImageFile(const XR3ImageInfo& info, const PlanesetContent& content, const PlanesetOptions& options,
                          std::vector<std::unique_ptr<XR3Packet>> extraPackets = {},
-                         IndexKind index = IndexKind::None);
+                         IndexKind index = IndexKind::None,
+                         const XR3Version& version = XR3Version::getXR4Version());
 
 }  // namespace TavixFixture

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
+#include <memory>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -178,8 +180,32 @@ public:
         for (uint32_t s = first; s <= last; ++s) count += hasSubblock(subband, s) ? 1 : 0;
         return count;
     }
+    // Coded once per subblock while all bands are selected, then copied.
     QVStatus getSubblockDataInternal(uint32_t subband, uint32_t subblock, XR3PlaneData* planes) const override {
         ++m_reads;
+        const bool allBands = m_components.getNumSet() == m_info.numBands;
+        const uint64_t key = uint64_t(subband) << 32 | subblock;
+        auto cached = allBands ? m_coded.find(key) : m_coded.end();
+        if (cached == m_coded.end()) {
+            auto data = std::make_unique<XR3SubblockData>();
+            if (QVStatus status = codeSubblock(subband, subblock, *data)) return status;
+            if (!allBands) return movePlanes(*data, planes);
+            cached = m_coded.emplace(key, std::move(data)).first;
+        }
+        XR3SubblockData copy;
+        if (QVStatus status = copy.copy(*cached->second, true)) return status;
+        return movePlanes(copy, planes);
+    }
+    // Subblocks read from the "store".
+    uint64_t reads() const { return m_reads; }
+
+private:
+    QVStatus movePlanes(XR3SubblockData& data, XR3PlaneData* planes) const {
+        for (uint32_t i = 0; i < uint32_t(m_info.numBands) * kXR3PlanesPerBand; ++i)
+            planes[i] = std::move(data.getPlanes()[i]);
+        return 0;
+    }
+    QVStatus codeSubblock(uint32_t subband, uint32_t subblock, XR3SubblockData& data) const {
         uint32_t row = 0, col = 0, w = 0, h = 0;
         m_info.getSubblockInfo(subband, subblock, row, col, w, h);
         const uint32_t n = m_info.subblockSize;
@@ -191,20 +217,14 @@ public:
                 for (uint32_t x = 0; x < w; ++x) coefs[b].push_back(coefficient(subband, b, col * n + x, row * n + y));
             pointers[b] = coefs[b].data();
         }
-        XR3SubblockData data;
         if (QVStatus status = data.initSize(uint8_t(subband), subblock, m_info.numBands, uint16_t(w), uint16_t(h)))
             return status;
-        if (QVStatus status = data.encode(pointers.data(), w, 0, nullptr, 0)) return status;
-        for (uint32_t i = 0; i < uint32_t(m_info.numBands) * kXR3PlanesPerBand; ++i)
-            planes[i] = std::move(data.getPlanes()[i]);
-        return 0;
+        return data.encode(pointers.data(), w, 0, nullptr, 0);
     }
-    // Subblocks read from the "store".
-    uint64_t reads() const { return m_reads; }
 
-private:
     XR3PlaneStore m_store;
     mutable std::atomic<uint64_t> m_reads{0};
+    mutable std::map<uint64_t, std::unique_ptr<XR3SubblockData>> m_coded;
 };
 
 // The coefficients of a pyramid.

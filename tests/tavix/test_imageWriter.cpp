@@ -1,0 +1,538 @@
+// The test-side image writer: its files open with the library's container
+// and plane store, every subblock decodes to the coefficients of an
+// independent whole-array transform (or, truncated, to those values with the
+// reconstruction offset), and the header, version and metadata hold what was
+// asked for, read back byte by byte.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "planeStore_testSupport.h"
+#include "qv_ioDynamicMemStream.h"
+#include "qvi_metadataDatabase.h"
+#include "tavix_imageWriter.h"
+#include "tavix_sampleImages.h"
+#include "xr3_colorTransformer.h"
+#include "xr3_metadata.h"
+#include "xr3_subblockData.h"
+
+namespace {
+
+using namespace PlaneStoreTest;
+
+uint64_t bigEndian(const std::vector<uint8_t>& bytes, size_t at, unsigned width) {
+    uint64_t value = 0;
+    for (unsigned i = 0; i < width; ++i) value = value << 8 | bytes[at + i];
+    return value;
+}
+
+// The colour rule of the decoder, restated here from its steps so that the
+// writer's forward transform is checked against an independent reading.
+void decoderYiqToRgb(int32_t& a, int32_t& b, int32_t& c) {
+    const auto m = [](int64_t x, int64_t k) {
+        const int64_t n = x * k + 8192;
+        return n >= 0 ? n / 16384 : -((-n + 16383) / 16384);  // floor
+    };
+    const int64_t t = int64_t(c) + a - m(b, 19637);
+    const int64_t u = a - t;
+    const int64_t y = b - m(u, 19309);
+    const int64_t z = u - m(y, -22640);
+    const int64_t sum = z * -11469 + y * 24279 + 8192;
+    const int64_t g = t - (sum >= 0 ? sum / 16384 : -((-sum + 16383) / 16384));
+    a = int32_t(z + g);
+    b = int32_t(g);
+    c = int32_t(y + g);
+}
+
+// The subbands of each band, as the file's subblocks decode.
+std::vector<WaveletBands> decodeSubblocks(OpenedImage& image, bool round) {
+    const XR3ImageInfo& info = image.source->getImageInfo();
+    std::vector<WaveletBands> out(info.numBands);
+    for (WaveletBands& band : out) {
+        band.numLevels = info.numLevels;
+        for (uint32_t s = 0; s < info.numSubbands; ++s)
+            band.subbands.emplace_back(info.subbands[s].width, info.subbands[s].height);
+    }
+    auto client = image.client();
+    EXPECT_TRUE(client);
+    if (!client) return out;
+    client->getComponentSet().setAll();
+    std::vector<int32_t*> coefs(info.numBands);
+    for (uint32_t s = 0; s < info.numSubbands; ++s) {
+        const uint32_t n = info.subblockSize, stride = info.subbands[s].width;
+        for (uint32_t i = 0; i < uint32_t(info.subbands[s].rows) * info.subbands[s].cols; ++i) {
+            XR3SubblockData data;
+            EXPECT_EQ(0u, data.init(info, uint8_t(s), i, info.numBands));
+            EXPECT_EQ(0u, client->getSubblockData(s, i, data.getPlanes(), false));
+            const uint32_t row = i / info.subbands[s].cols, col = i % info.subbands[s].cols;
+            for (uint16_t b = 0; b < info.numBands; ++b) coefs[b] = out[b].subbands[s].row(row * n);
+            EXPECT_EQ(0u, data.decode(coefs.data(), stride, size_t(col) * n, round));
+        }
+    }
+    return out;
+}
+
+// Each band's coded samples, read from the source as the header says.
+std::vector<CoefficientPlane> codedBands(const SourceImage& source, const XR3ImageInfo& info) {
+    std::vector<CoefficientPlane> bands;
+    std::vector<double> row(source.getWidth());
+    for (uint16_t b = 0; b < source.getNumBands(); ++b) {
+        CoefficientPlane plane(source.getWidth(), source.getHeight());
+        for (uint32_t y = 0; y < plane.height; ++y) {
+            source.readRow(b, y, row.data());
+            for (uint32_t x = 0; x < plane.width; ++x) {
+                double v = row[x];
+                if (info.hasQuantization())
+                    v = (v - double(info.quantization[b].offset)) / double(info.quantization[b].step);
+                plane.at(x, y) = int32_t(std::llround(v));
+            }
+        }
+        bands.push_back(std::move(plane));
+    }
+    return bands;
+}
+
+struct WriterCase {
+    const char* name;
+    uint32_t width, height;
+    uint16_t bands;
+    QVIDataType dataType;
+    XR3ColorSpace colorSpace;
+    bool yiq;
+    uint32_t levels;
+    uint16_t subblockSize;
+    double lo, hi;
+    PlanesetOptions planeset;
+    uint32_t overflowLimit = 0;
+    TavixFileVersion version = TavixFileVersion::XR4;
+};
+
+PlanesetOptions layoutOf(XR3PlanesetOrder order, XR3PlanesetLayout layout, bool wide, bool mse = false) {
+    PlanesetOptions options;
+    options.order = order;
+    options.layout = layout;
+    options.wideTokens = wide;
+    options.hasMSE = mse;
+    if (layout == XR3_PLANESET_LAYOUT_RASTER_BLOCK) options.subblocksPerBlock = 7;
+    return options;
+}
+
+const auto kPipe = XR3_PLANESET_ORDER_PIPELINE;
+const auto kSbcp = XR3_PLANESET_ORDER_SUBBAND_BLOCK_COMPONENT_PLANE;
+const auto kFirst = XR3_PLANESET_LAYOUT_DATA_FIRST;
+const auto kInter = XR3_PLANESET_LAYOUT_INTERLEAVED;
+const auto kRaster = XR3_PLANESET_LAYOUT_RASTER_BLOCK;
+
+class WriterMatrix : public ::testing::TestWithParam<WriterCase> {
+protected:
+    TavixImageSpec specOf(const WriterCase& c) const {
+        TavixImageSpec spec;
+        spec.dataType = c.dataType;
+        spec.colorSpace = c.colorSpace;
+        spec.yiq = c.yiq;
+        spec.numLevels = c.levels;
+        spec.subblockSize = c.subblockSize;
+        spec.planeset = c.planeset;
+        spec.overflow.limit = c.overflowLimit;
+        spec.version = c.version;
+        return spec;
+    }
+};
+
+TEST_P(WriterMatrix, LosslessSubblocksDecodeToTheForwardCoefficients) {
+    const WriterCase& c = GetParam();
+    const bool integral = c.dataType != QVI_DATATYPE_FLOAT32;
+    NaturalImageSource source(c.width, c.height, c.bands, 3, c.lo, c.hi, integral);
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(specOf(c), source, bytes));
+
+    OpenedImage image;
+    ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
+    const XR3ImageInfo& info = image.info;
+    ASSERT_EQ(c.levels, info.numLevels);
+    std::vector<WaveletBands> decoded = decodeSubblocks(image, true);
+    if (c.yiq) {
+        for (uint32_t s = 0; s < info.numSubbands; ++s) {
+            auto& b0 = decoded[0].subbands[s].values;
+            auto& b1 = decoded[1].subbands[s].values;
+            auto& b2 = decoded[2].subbands[s].values;
+            for (size_t i = 0; i < b0.size(); ++i) decoderYiqToRgb(b0[i], b1[i], b2[i]);
+        }
+    }
+    const std::vector<CoefficientPlane> samples = codedBands(source, info);
+    for (uint16_t b = 0; b < c.bands; ++b) {
+        const WaveletBands expected = forwardTransform(samples[b], c.levels, OverflowRule{c.overflowLimit});
+        for (uint32_t s = 0; s < info.numSubbands; ++s)
+            ASSERT_EQ(expected.subbands[s], decoded[b].subbands[s]) << "band " << b << " subband " << s;
+        // And back to the samples through the synthesis.
+        EXPECT_EQ(samples[b], inverseTransform(decoded[b])) << "band " << b;
+    }
+}
+
+TEST_P(WriterMatrix, HeaderAndVersionHoldWhatWasAskedFor) {
+    const WriterCase& c = GetParam();
+    NaturalImageSource source(c.width, c.height, c.bands, 4, c.lo, c.hi, c.dataType != QVI_DATATYPE_FLOAT32);
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(specOf(c), source, bytes));
+    ASSERT_GE(bytes.size(), 8u);
+    EXPECT_EQ("tvxd", std::string(bytes.begin(), bytes.begin() + 4));
+    const bool xr4 = c.version == TavixFileVersion::XR4;
+    EXPECT_EQ(3, bytes[4]);
+    EXPECT_EQ(xr4 ? 4 : 0, bytes[5]);
+    EXPECT_EQ(xr4 ? 0 : 26, bytes[6]);
+    const bool alpha = (c.colorSpace & 0xC0) != 0;
+    const bool isSigned = c.dataType == QVI_DATATYPE_SINT8 || c.dataType == QVI_DATATYPE_SINT16 ||
+                          c.dataType == QVI_DATATYPE_SINT32 || c.dataType == QVI_DATATYPE_FLOAT32;
+    const char letter = xr4 ? 'a'
+                        : alpha ? 'u'
+                        : isSigned ? 's'
+                        : (c.colorSpace == XR3_COLORSPACE_MULTISPECTRAL) ? 'r'
+                                                                         : 'q';
+    EXPECT_EQ(letter, char(bytes[7]));
+
+    const auto packets = describePackets(bytes);
+    const auto header = std::find_if(packets.begin(), packets.end(),
+                                     [](const PacketLayout& p) { return p.type.getType() == XR3_PACKET_HEADER; });
+    ASSERT_NE(header, packets.end());
+    const size_t at = size_t(header->payloadPosition);
+    const bool isFloat = c.dataType == QVI_DATATYPE_FLOAT32;
+    const uint64_t flags = bigEndian(bytes, at, 8);
+    EXPECT_EQ(0x2u | (c.planeset.hasMSE ? 0x4u : 0u) | (isFloat ? 0x40000u : 0u), flags);
+    EXPECT_EQ(c.width, bigEndian(bytes, at + 8, 4));
+    EXPECT_EQ(c.height, bigEndian(bytes, at + 12, 4));
+    EXPECT_EQ(c.levels, bytes[at + 16]);
+    EXPECT_EQ(c.bands, bigEndian(bytes, at + 17, 2));
+    EXPECT_EQ(32, bytes[at + 19]);
+    EXPECT_EQ(c.subblockSize, bigEndian(bytes, at + 20, 2));
+    // A header of version 0.0 (no quantization) stores the precision in bits.
+    struct TypeBytes { QVIDataType type; uint8_t precision; int64_t lo, hi; };
+    const TypeBytes types[] = {{QVI_DATATYPE_UINT8, 8, 0, 255},        {QVI_DATATYPE_SINT8, 7, -128, 127},
+                               {QVI_DATATYPE_UINT16, 16, 0, 65535},    {QVI_DATATYPE_SINT16, 15, -32768, 32767},
+                               {QVI_DATATYPE_UINT32, 32, 0, INT32_MAX}, {QVI_DATATYPE_SINT32, 31, INT32_MIN, INT32_MAX}};
+    if (isFloat) {
+        EXPECT_EQ(13, bytes[at + 22]);
+        EXPECT_EQ(1, header->type.getMinorVersion());
+        EXPECT_EQ(0, int32_t(bigEndian(bytes, at + 23, 4)));
+        EXPECT_EQ(65535, int32_t(bigEndian(bytes, at + 27, 4)));
+        EXPECT_EQ(size_t(40 + 8 * c.bands), size_t(header->payloadLength));
+    } else {
+        const auto type = std::find_if(std::begin(types), std::end(types),
+                                       [&](const TypeBytes& t) { return t.type == c.dataType; });
+        EXPECT_EQ(type->precision, bytes[at + 22]);
+        EXPECT_EQ(type->lo, int32_t(bigEndian(bytes, at + 23, 4)));
+        EXPECT_EQ(type->hi, int32_t(bigEndian(bytes, at + 27, 4)));
+        EXPECT_EQ(0, header->type.getMinorVersion());
+        EXPECT_EQ(40, header->payloadLength);
+    }
+    EXPECT_EQ(c.colorSpace, bytes[at + 31]);
+    const uint8_t codedSpace =
+        c.yiq ? uint8_t((c.colorSpace & 0xC0) | (c.colorSpace % 64 == 10 ? 8 : 9)) : uint8_t(c.colorSpace);
+    EXPECT_EQ(codedSpace, bytes[at + 32]);
+    EXPECT_EQ(c.yiq ? (c.colorSpace % 64 == 10 ? 10 : 13) : 1, bytes[at + 33]);
+    EXPECT_EQ(0u, bigEndian(bytes, at + 34, 4));  // coding kinds: what a decoder requires
+    EXPECT_EQ(0, bytes[at + 38]);
+}
+
+std::string caseName(const ::testing::TestParamInfo<WriterCase>& info) { return info.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(
+    Images, WriterMatrix,
+    ::testing::Values(
+        WriterCase{"GreyU8", 100, 70, 1, QVI_DATATYPE_UINT8, XR3_COLORSPACE_GREY, false, 3, 16, 0, 255,
+                   layoutOf(kPipe, kFirst, true)},
+        WriterCase{"RgbYiqU8", 97, 61, 3, QVI_DATATYPE_UINT8, XR3_COLORSPACE_RGB, true, 3, 32, 0, 255,
+                   layoutOf(kPipe, kInter, true, true)},
+        WriterCase{"RgbPlainU8Xr3", 64, 64, 3, QVI_DATATYPE_UINT8, XR3_COLORSPACE_RGB, false, 4, 16, 0, 255,
+                   layoutOf(kSbcp, kFirst, false), 0, TavixFileVersion::XR3},
+        WriterCase{"RgbaYiqXr3", 45, 77, 4, QVI_DATATYPE_UINT8, XR3ColorSpace(XR3_COLORSPACE_RGB | 0x40), true, 2,
+                   8, 0, 255, layoutOf(kPipe, kRaster, true), 0, TavixFileVersion::XR3},
+        WriterCase{"CmykU16", 50, 41, 4, QVI_DATATYPE_UINT16, XR3_COLORSPACE_CMYK, false, 2, 16, 0, 65535,
+                   layoutOf(kSbcp, kRaster, false)},
+        WriterCase{"MultispectralS16Xr3", 33, 90, 5, QVI_DATATYPE_SINT16, XR3_COLORSPACE_MULTISPECTRAL, false, 3, 16,
+                   -30000, 30000, layoutOf(kPipe, kInter, false, true), 0, TavixFileVersion::XR3},
+        WriterCase{"GreyS8", 20, 20, 1, QVI_DATATYPE_SINT8, XR3_COLORSPACE_GREY, false, 2, 4, -128, 127,
+                   layoutOf(kPipe, kFirst, true)},
+        WriterCase{"GreyU32", 40, 30, 1, QVI_DATATYPE_UINT32, XR3_COLORSPACE_GREY, false, 2, 16, 0, 1 << 28,
+                   layoutOf(kPipe, kFirst, true)},
+        WriterCase{"GreyS32", 40, 30, 1, QVI_DATATYPE_SINT32, XR3_COLORSPACE_GREY, false, 2, 16, -(1 << 28), 1 << 28,
+                   layoutOf(kPipe, kFirst, true)},
+        WriterCase{"FloatGrey", 60, 50, 2, QVI_DATATYPE_FLOAT32, XR3_COLORSPACE_MULTISPECTRAL, false, 3, 16, -3.5,
+                   1200.25, layoutOf(kPipe, kFirst, true)},
+        WriterCase{"NoLevels", 19, 23, 1, QVI_DATATYPE_UINT8, XR3_COLORSPACE_GREY, false, 0, 8, 0, 255,
+                   layoutOf(kPipe, kFirst, true)},
+        WriterCase{"OverflowBands", 70, 70, 3, QVI_DATATYPE_UINT8, XR3_COLORSPACE_RGB, true, 4, 8, 0, 255,
+                   layoutOf(kPipe, kFirst, true), 120},
+        WriterCase{"OddSubblocks", 131, 37, 1, QVI_DATATYPE_UINT16, XR3_COLORSPACE_GREY, false, 3, 13, 0, 4095,
+                   layoutOf(kSbcp, kInter, true)}),
+    caseName);
+
+// Magnitude of a coefficient cut to its bits from `planes` up, then the
+// reconstruction offset: 2^(planes-1) at odd, 2^(planes-1) - 1 at even
+// linear positions of the subblock; zero stays zero.
+int32_t truncatedValue(int32_t coefficient, unsigned planes, uint32_t linearIndex) {
+    const uint32_t magnitude = uint32_t(std::abs(int64_t(coefficient))) & ~((uint32_t(1) << planes) - 1);
+    if (magnitude == 0) return 0;
+    const uint32_t offset = linearIndex % 2 ? uint32_t(1) << (planes - 1) : (uint32_t(1) << (planes - 1)) - 1;
+    const int64_t value = int64_t(magnitude) + offset;
+    return int32_t(coefficient < 0 ? -value : value);
+}
+
+TEST(ImageWriter, TruncatedFilesDecodeWithTheReconstructionOffset) {
+    NaturalImageSource source(83, 66, 2, 8, 0, 4095);
+    for (unsigned planes : {1u, 3u, 6u}) {
+        TavixImageSpec spec;
+        spec.dataType = QVI_DATATYPE_UINT16;
+        spec.colorSpace = XR3_COLORSPACE_MULTISPECTRAL;
+        spec.numLevels = 3;
+        spec.subblockSize = 16;
+        spec.truncatePlanes = planes;
+        std::vector<uint8_t> bytes;
+        ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+        OpenedImage image;
+        ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
+        const XR3ImageInfo& info = image.info;
+        const std::vector<WaveletBands> decoded = decodeSubblocks(image, true);
+        const std::vector<CoefficientPlane> samples = codedBands(source, info);
+        size_t nonZero = 0;
+        for (uint16_t b = 0; b < 2; ++b) {
+            const WaveletBands exact = forwardTransform(samples[b], 3);
+            for (uint32_t s = 0; s < info.numSubbands; ++s) {
+                const CoefficientPlane& want = exact.subbands[s];
+                for (uint32_t y = 0; y < want.height; ++y)
+                    for (uint32_t x = 0; x < want.width; ++x) {
+                        uint32_t row = 0, col = 0, w = 0, h = 0;
+                        const uint32_t index = info.getSubblockIndex(s, y / 16, x / 16);
+                        info.getSubblockInfo(s, index, row, col, w, h);
+                        const uint32_t linear = (y % 16) * w + x % 16;
+                        const int32_t expected = truncatedValue(want.at(x, y), planes, linear);
+                        nonZero += expected != 0;
+                        ASSERT_EQ(expected, decoded[b].subbands[s].at(x, y))
+                            << planes << " planes, band " << b << " subband " << s << " at " << x << "," << y;
+                    }
+            }
+        }
+        EXPECT_GT(nonZero, 1000u);
+    }
+}
+
+TEST(ImageWriter, CropRectangleNarrowsWhatIsCoded) {
+    NaturalImageSource source(120, 90, 1, 12);
+    TavixImageSpec spec;
+    spec.numLevels = 3;
+    spec.subblockSize = 16;
+    spec.crop = QVIGeomRect(30, 20, 69, 59);
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    const auto packets = describePackets(bytes);
+    const size_t at = size_t(packets.front().payloadPosition);
+    ASSERT_EQ(XR3_PACKET_HEADER, packets.front().type.getType());
+    EXPECT_EQ(0x8002u, bigEndian(bytes, at, 8));
+    EXPECT_EQ(30u, bigEndian(bytes, at + 40, 4));
+    EXPECT_EQ(20u, bigEndian(bytes, at + 44, 4));
+    EXPECT_EQ(69u, bigEndian(bytes, at + 48, 4));
+    EXPECT_EQ(59u, bigEndian(bytes, at + 52, 4));
+    EXPECT_EQ(0, bytes[at + 56]);
+
+    OpenedImage image;
+    ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
+    EXPECT_TRUE(image.info.isCroppedOrScaled);
+    const std::vector<WaveletBands> decoded = decodeSubblocks(image, true);
+    // Each subblock holds the coefficients of the area a decoder asks for, and nothing else.
+    const CoefficientPlane samples = codedBands(source, image.info)[0];
+    const WaveletBands exact = forwardTransform(samples, 3);
+    size_t coded = 0;
+    for (uint32_t s = 0; s < image.info.numSubbands; ++s) {
+        const CoefficientPlane& want = exact.subbands[s];
+        for (uint32_t y = 0; y < want.height; ++y)
+            for (uint32_t x = 0; x < want.width; ++x) {
+                XR3SubblockData data;
+                ASSERT_EQ(0u, data.init(image.info, uint8_t(s), image.info.getSubblockIndex(s, y / 16, x / 16), 1));
+                const int32_t sx = int32_t(x % 16), sy = int32_t(y % 16);
+                const bool inArea = data.x0 <= sx && sx <= data.x1 && data.y0 <= sy && sy <= data.y1;
+                coded += inArea;
+                ASSERT_EQ(inArea ? want.at(x, y) : 0, decoded[0].subbands[s].at(x, y)) << s << ": " << x << "," << y;
+            }
+    }
+    EXPECT_GT(coded, size_t(40 * 40));
+    EXPECT_LT(coded, size_t(120 * 90) / 2);
+}
+
+TEST(ImageWriter, MetadataPacketsCarryGeoreferenceAndBlobs) {
+    GradientImageSource source(40, 30, 3);
+    TavixImageSpec spec;
+    spec.colorSpace = XR3_COLORSPACE_RGB;
+    spec.numLevels = 2;
+    spec.imageNumber = 0;
+    XR3GeorefData georef;
+    georef.setGeoData(500000.5, 4200000.5, 500039.5, 4199971.5, 1.0, -1.0);
+    georef.setZNumber(33);
+    spec.georef = georef;
+    ClassicalRecord record;
+    record.key = "IMAGE::TITLE";
+    record.strings = {"sample"};
+    spec.classicalMetadata = {record};
+    spec.xmp = {'<', 'x', '/', '>'};
+    spec.exif = {1, 2, 3};
+    spec.index = IndexKind::Major1Measured;
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+
+    OpenedImage image;
+    ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
+    XR3MetadataReader* reader = image.container->getMetadataReader();
+    ASSERT_TRUE(reader);
+    bool found = false;
+    XR3GeorefData back;
+    ASSERT_EQ(0u, reader->extractGeorefData(0, found, back));
+    ASSERT_TRUE(found);
+    EXPECT_DOUBLE_EQ(500000.5, back.getXUL());
+    EXPECT_DOUBLE_EQ(4199971.5, back.getYLR());
+    EXPECT_DOUBLE_EQ(-1.0, back.getYRes());
+    EXPECT_EQ(33u, back.getZNumber());
+    for (auto [tag, want] : {std::pair{"xmp", spec.xmp}, {"exif", spec.exif}}) {
+        std::unique_ptr<QVIOStreamInf> blob;
+        ASSERT_EQ(0u, reader->getMetadataBlob(0, tag, blob));
+        ASSERT_TRUE(blob) << tag;
+        std::vector<uint8_t> got(want.size() + 1);
+        EXPECT_EQ(want.size(), size_t(blob->read(got.data(), got.size()))) << tag;
+        got.resize(want.size());
+        EXPECT_EQ(want, got) << tag;
+    }
+    QVIMetadataDatabase database;
+    ASSERT_EQ(0u, reader->loadMetadata(0, database));
+    const QVIMetadataRecord* title = nullptr;
+    EXPECT_EQ(0u, database.get("IMAGE::TITLE", title));
+    EXPECT_TRUE(title);
+}
+
+TEST(ImageWriter, FileAndBytesAreTheSame) {
+    NaturalImageSource source(50, 40, 3, 2);
+    TavixImageSpec spec;
+    spec.colorSpace = XR3_COLORSPACE_RGB;
+    spec.yiq = true;
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    const std::string path = (std::filesystem::temp_directory_path() / "fixture_imageWriter.xr4").string();
+    ASSERT_EQ(0u, writeTavixImageFile(spec, source, path));
+    std::ifstream in(path, std::ios::binary);
+    const std::vector<uint8_t> fromFile((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::remove(path.c_str());
+    EXPECT_EQ(bytes, fromFile);
+    EXPECT_EQ(2003u, writeTavixImageFile(spec, source, "/nonexistent-dir/x.xr4"));
+}
+
+TEST(ImageWriter, SpecsThatCannotDescribeTheSourceAreRefused) {
+    GradientImageSource grey(20, 20, 1), rgb(20, 20, 3);
+    std::vector<uint8_t> bytes;
+    TavixImageSpec spec;
+    spec.colorSpace = XR3_COLORSPACE_RGB;
+    EXPECT_EQ(2009u, writeTavixImage(spec, grey, bytes));  // too few bands
+    spec.colorSpace = XR3_COLORSPACE_GREY;
+    spec.yiq = true;
+    EXPECT_EQ(2009u, writeTavixImage(spec, rgb, bytes));  // YIQ needs RGB
+    spec.yiq = false;
+    spec.subblockSize = 0;
+    EXPECT_EQ(2009u, writeTavixImage(spec, rgb, bytes));
+    spec.subblockSize = 16;
+    GradientImageSource tooBright(20, 20, 1, 0, 300);
+    EXPECT_EQ(2009u, writeTavixImage(spec, tooBright, bytes));  // beyond 8 bits
+    spec.dataType = QVI_DATATYPE_UINT16;
+    EXPECT_EQ(0u, writeTavixImage(spec, tooBright, bytes));
+}
+
+TEST(ImageWriter, ColourTransformIsTheExactInverseOfTheDecoderRule) {
+    std::mt19937 random(4);
+    for (int32_t range : {255, 70000, 1 << 24}) {
+        std::uniform_int_distribution<int32_t> value(-range, range);
+        for (int i = 0; i < 20000; ++i) {
+            const int32_t r = value(random), g = value(random), b = value(random);
+            int32_t a1 = r, a2 = g, a3 = b;
+            rgbToYiq(a1, a2, a3);
+            int32_t d1 = a1, d2 = a2, d3 = a3;
+            decoderYiqToRgb(d1, d2, d3);
+            ASSERT_EQ(std::tuple(r, g, b), std::tuple(d1, d2, d3)) << range;
+            yiqToRgb(a1, a2, a3);
+            ASSERT_EQ(std::tuple(r, g, b), std::tuple(a1, a2, a3));
+        }
+    }
+    int32_t a = 0, b = 0, c = 0;
+    rgbToYiq(a, b, c);
+    EXPECT_EQ(std::tuple(0, 0, 0), std::tuple(a, b, c));
+}
+
+TEST(ImageWriter, ColourTransformAgreesWithTheLibraryForEveryTriple) {
+    using Transformer = XR3ColorTransformSupport::Transformer;
+    std::mt19937 random(8);
+    std::uniform_int_distribution<int32_t> value(INT32_MIN, INT32_MAX);
+    for (int i = 0; i < 50000; ++i) {
+        const int32_t r = value(random), g = value(random), b = value(random);
+        int32_t m1 = r, m2 = g, m3 = b, l1 = r, l2 = g, l3 = b;
+        rgbToYiq(m1, m2, m3);
+        Transformer::rgb2yiq(l1, l2, l3);
+        ASSERT_EQ(std::tuple(l1, l2, l3), std::tuple(m1, m2, m3)) << r << " " << g << " " << b;
+        Transformer::yiq2rgb(m1, m2, m3);
+        ASSERT_EQ(std::tuple(r, g, b), std::tuple(m1, m2, m3));
+    }
+}
+
+TEST(ImageWriter, FloatSamplesAreQuantisedOverTheirRange) {
+    FunctionSourceImage source(30, 20, 1, [](uint16_t, uint32_t x, uint32_t y) { return -2.0 + 0.01 * (x * 20 + y); });
+    TavixImageSpec spec;
+    spec.dataType = QVI_DATATYPE_FLOAT32;
+    spec.colorSpace = XR3_COLORSPACE_GREY;
+    spec.numLevels = 2;
+    spec.quantizationBits = 12;
+    XR3ImageInfo info;
+    ASSERT_EQ(0u, makeTavixImageInfo(spec, source, info));
+    ASSERT_EQ(1u, info.quantization.size());
+    EXPECT_FLOAT_EQ(-2.0f, info.quantization[0].offset);
+    EXPECT_FLOAT_EQ(float(5.99 / 4095), info.quantization[0].step);
+    EXPECT_EQ(0, info.rangeMin);
+    EXPECT_EQ(4095, info.rangeMax);
+    // What a decoder gives back, value * step + offset, is within half a step.
+    for (double v : {-2.0, 0.0, 1.234, 3.99}) {
+        const int64_t q = codedSample(info, 0, v);
+        EXPECT_NEAR(v, double(q) * info.quantization[0].step + info.quantization[0].offset,
+                    info.quantization[0].step * 0.5001);
+    }
+}
+
+TEST(SampleImages, DeterministicNaturalContentInRange) {
+    NaturalImageSource a(300, 200, 3, 5), b(300, 200, 3, 5), other(300, 200, 3, 6);
+    const auto pixels = renderSamples<int32_t>(a);
+    EXPECT_EQ(pixels, renderSamples<int32_t>(b));
+    EXPECT_NE(pixels, renderSamples<int32_t>(other));
+    EXPECT_GE(*std::min_element(pixels.begin(), pixels.end()), 0);
+    EXPECT_LE(*std::max_element(pixels.begin(), pixels.end()), 255);
+    // Flat stretches and sharp edges both occur, and the bands differ.
+    size_t flat = 0, edges = 0;
+    for (size_t i = 1; i < 300 * 200; ++i) {
+        flat += pixels[i] == pixels[i - 1];
+        edges += std::abs(pixels[i] - pixels[i - 1]) > 40;
+    }
+    EXPECT_GT(flat, 300u * 200 / 10);
+    EXPECT_GT(edges, 50u);
+    EXPECT_FALSE(std::equal(pixels.begin(), pixels.begin() + 60000, pixels.begin() + 60000));
+}
+
+TEST(SampleImages, GradientsAndMirroredTiles) {
+    GradientImageSource ramp(11, 5, 1, 0, 100);
+    const auto values = renderSamples<double>(ramp);
+    EXPECT_EQ(0.0, values.front());
+    EXPECT_EQ(100.0, values.back());
+    NaturalImageSource tile(7, 5, 1, 2);
+    MirroredTileSource big(tile, 30, 12);
+    const auto t = renderSamples<int32_t>(tile);
+    const auto m = renderSamples<int32_t>(big);
+    for (uint32_t y = 0; y < 12; ++y)
+        for (uint32_t x = 0; x < 30; ++x) {
+            const uint32_t tx = (x / 7) % 2 ? 6 - x % 7 : x % 7, ty = (y / 5) % 2 ? 4 - y % 5 : y % 5;
+            ASSERT_EQ(t[ty * 7 + tx], m[y * 30 + x]) << x << "," << y;
+        }
+}
+
+}  // namespace
