@@ -5,6 +5,7 @@
 // asked for, read back byte by byte.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -361,6 +362,41 @@ TEST(ImageWriter, CropRectangleNarrowsWhatIsCoded) {
     }
     EXPECT_GT(coded, size_t(40 * 40));
     EXPECT_LT(coded, size_t(120 * 90) / 2);
+}
+
+TEST(ImageWriter, PlanesCarryDistortionValuesAndLockValuesMarkTheHeader) {
+    NaturalImageSource source(48, 40, 1, 14);
+    TavixImageSpec spec;
+    spec.numLevels = 2;
+    spec.subblockSize = 16;
+    spec.planeset.hasMSE = true;
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    OpenedImage image;
+    ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
+    EXPECT_TRUE(image.info.hasPlaneMSE);
+    auto client = image.client();
+    ASSERT_TRUE(client);
+    auto planes = makePlanes(image.info);
+    ASSERT_EQ(0u, client->getSubblockData(0, 0, planes.get(), false));
+    unsigned present = 0;
+    for (unsigned p = 0; p < kXR3PlanesPerBand; ++p) {
+        if (!planes[p].isPresent()) continue;
+        ++present;
+        ASSERT_TRUE(planes[p].hasValidMSE()) << p;
+        const float mse = std::bit_cast<float>(uint32_t(planes[p].mse) << 16);
+        EXPECT_TRUE(std::isfinite(mse) && mse >= 0.0f) << p;
+    }
+    EXPECT_GT(present, 5u);
+
+    // Lock values make a locked image, which this library does not open.
+    spec.planeset.hasMSE = false;
+    spec.planeset.lockValueWidth = 2;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    const auto packets = describePackets(bytes);
+    EXPECT_EQ(0x2u | 0x8u | 0x10u, bigEndian(bytes, size_t(packets.front().payloadPosition), 8));
+    OpenedImage locked;
+    EXPECT_EQ(4001u, locked.open(bytes, XR3_MEMORY_MODEL_FULL));
 }
 
 TEST(ImageWriter, ScaleIsStoredWithTheCropFields) {
