@@ -6,6 +6,7 @@
 //
 // Deterministic: the same build writes the same bytes.
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "qv_ioDynamicMemStream.h"
 #include "qvi_ifd.h"
+#include "tavix_imageWriter.h"
 #include "tavix_planesetWriter.h"
 #include "xr3_georefData.h"
 #include "xr3_headerPacket.h"
@@ -234,6 +236,65 @@ void writeFileSeed(const std::string& name, const Bytes& file)
     }
 }
 
+// Real coded images: every sample decodes to something meaningful, so the
+// reader target starts from files that go through the whole synthesis.
+struct CodedShape {
+    const char* name;
+    QVIDataType dataType;
+    XR3ColorSpace colorSpace;
+    bool yiq;
+    TavixFileVersion version;
+    XR3PlanesetLayout layout;
+    IndexKind index;
+    bool withMetadata;
+};
+
+Bytes writeCoded(const CodedShape& shape)
+{
+    TavixImageSpec spec;
+    spec.dataType = shape.dataType;
+    spec.colorSpace = shape.colorSpace;
+    spec.yiq = shape.yiq;
+    spec.version = shape.version;
+    spec.numLevels = 2;
+    spec.subblockSize = 16;
+    spec.planeset.layout = shape.layout;
+    spec.index = shape.index;
+    if (shape.withMetadata) {
+        spec.georef = georefSeed(true);
+        spec.xmp = {'<', 'x', '/', '>'};
+    }
+    const uint16_t numBands = shape.colorSpace == XR3_COLORSPACE_GREY ? 1 : 4;
+    const bool isSigned = shape.dataType == QVI_DATATYPE_SINT16;
+    FunctionSourceImage source(37, 23, numBands, [&](uint16_t band, uint32_t x, uint32_t y) {
+        const double value = double((x * 7 + y * 13 + band * 29) % 200);
+        return isSigned ? value - 100.0 : value;
+    });
+    Bytes bytes;
+    if (writeTavixImage(spec, source, bytes) != 0) {
+        std::fprintf(stderr, "fuzz_seeds: could not code %s\n", shape.name);
+        std::exit(1);
+    }
+    return bytes;
+}
+
+void writeCodedSeeds()
+{
+    const CodedShape shapes[] = {
+        {"coded_grey_u8_xr4", QVI_DATATYPE_UINT8, XR3_COLORSPACE_GREY, false, TavixFileVersion::XR4,
+         XR3_PLANESET_LAYOUT_DATA_FIRST, IndexKind::None, false},
+        {"coded_rgba_yiq_xr3", QVI_DATATYPE_UINT8, XR3ColorSpace(XR3_COLORSPACE_RGB | XR3_COLORSPACE_ALPHA_BIT),
+         true, TavixFileVersion::XR3, XR3_PLANESET_LAYOUT_INTERLEAVED, IndexKind::Major1Measured, true},
+        {"coded_cmyk_u16_xr4", QVI_DATATYPE_UINT16, XR3_COLORSPACE_CMYK, false, TavixFileVersion::XR4,
+         XR3_PLANESET_LAYOUT_RASTER_BLOCK, IndexKind::Major0, true},
+        {"coded_grey_s16_xr3", QVI_DATATYPE_SINT16, XR3_COLORSPACE_GREY, false, TavixFileVersion::XR3,
+         XR3_PLANESET_LAYOUT_DATA_FIRST, IndexKind::None, false},
+        {"coded_grey_f32_xr4", QVI_DATATYPE_FLOAT32, XR3_COLORSPACE_GREY, false, TavixFileVersion::XR4,
+         XR3_PLANESET_LAYOUT_INTERLEAVED, IndexKind::None, true},
+    };
+    for (const CodedShape& shape : shapes) writeFileSeed(shape.name, writeCoded(shape));
+}
+
 void writeFileSeeds()
 {
     const FileShape shapes[] = {
@@ -248,6 +309,7 @@ void writeFileSeeds()
     };
     for (const FileShape& shape : shapes) writeFileSeed(shape.name, writeShape(shape).bytes);
     writeFileSeed("giant_one_run", giantImageOfOneRun());
+    writeCodedSeeds();
 }
 
 }  // namespace
