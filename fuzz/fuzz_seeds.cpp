@@ -6,6 +6,7 @@
 //
 // Deterministic: the same build writes the same bytes.
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -13,8 +14,10 @@
 
 #include "qv_ioDynamicMemStream.h"
 #include "qvi_ifd.h"
+#include "tavix_imageWriter.h"
 #include "tavix_planesetWriter.h"
 #include "xr3_georefData.h"
+#include "xr3_headerPacket.h"
 #include "xr3_mdBox.h"
 #include "xr3_metadata.h"
 
@@ -106,7 +109,7 @@ Bytes classicalSeed()
     ClassicalRecord name{"IMAGE::NAME", 5, {"harbour"}, {}, 1};
     ClassicalRecord counts{"IMAGE::COUNTS", 3, {}, {0, 0, 1, 0, 0xFF, 0xFF, 0xFF, 0xFE}, 2};
     ClassicalRecord bytes{"IMAGE::FLAGS", 1, {}, {1, 2, 3}, 3};
-    ClassicalRecord signedShort{"IMAGE::OFFSET", 4, {}, {0xFF, 0xFE}, 1};
+    ClassicalRecord signedShort{"IMAGE::OFFSET", 9, {}, {0xFF, 0xFE}, 1};  // SINT16
     ClassicalRecord texts{"IMAGE::NOTES", 5, {"one", "two"}, {}, 2};
     ClassicalRecord wide{"IMAGE::TOTAL", 10, {}, {0x80, 0, 0, 1}, 1};
     return classicalMetadataBytes({name, counts, bytes, signedShort, texts, wide});
@@ -194,6 +197,104 @@ ImageFile writeShape(const FileShape& shape)
     return writeImageFile(info, content, options, std::move(extra), shape.index);
 }
 
+// A header claiming a giant image whose planeset is one run of empty
+// planes: small on disk, huge in every size derived from the header.
+Bytes giantImageOfOneRun()
+{
+    const XR3ImageInfo info = makeImageInfo(60000, 60000, 2, 1, 1);
+    Bytes payload = {1, 2};  // pipeline order, data first
+    const Bytes token = encodeToken(false, false, info.numSubblocks * kXR3PlanesPerBand, true);
+    const uint64_t dataLength = 8 + token.size();
+    for (int i = 7; i >= 0; --i) payload.push_back(uint8_t(dataLength >> (8 * i)));
+    const uint64_t word = 18;  // the tokens stand behind the prefix and the word
+    for (int i = 7; i >= 0; --i) payload.push_back(uint8_t(word >> (8 * i)));
+    payload.insert(payload.end(), token.begin(), token.end());
+    PacketFileWriter writer;
+    writer.addPacket(std::make_unique<XR3HeaderPacket>(info));
+    writer.addRawPacket(XR3PacketType(XR3_PACKET_PLANESET, 0, 0, 0, 0, 1), payload);
+    Bytes bytes;
+    writer.writeToBytes(bytes);
+    return bytes;
+}
+
+// The same file under each target, behind the selector byte where one is read.
+void writeFileSeed(const std::string& name, const Bytes& file)
+{
+    writeSeed("container", name, file);
+    // The plane store target reads its model from the first byte: full,
+    // partial, default, each with and without stream buffers.
+    for (uint8_t selector : {0, 1, 2, 4, 5}) {
+        Bytes seed{selector};
+        seed.insert(seed.end(), file.begin(), file.end());
+        writeSeed("planeStore", name + "_" + std::to_string(selector), seed);
+    }
+    // The reader target's first byte picks the default or the small memory usage.
+    for (uint8_t selector : {0, 1}) {
+        Bytes seed{selector};
+        seed.insert(seed.end(), file.begin(), file.end());
+        writeSeed("tavixReader", name + "_" + std::to_string(selector), seed);
+    }
+}
+
+// Real coded images: every sample decodes to something meaningful, so the
+// reader target starts from files that go through the whole synthesis.
+struct CodedShape {
+    const char* name;
+    QVIDataType dataType;
+    XR3ColorSpace colorSpace;
+    bool yiq;
+    TavixFileVersion version;
+    XR3PlanesetLayout layout;
+    IndexKind index;
+    bool withMetadata;
+};
+
+Bytes writeCoded(const CodedShape& shape)
+{
+    TavixImageSpec spec;
+    spec.dataType = shape.dataType;
+    spec.colorSpace = shape.colorSpace;
+    spec.yiq = shape.yiq;
+    spec.version = shape.version;
+    spec.numLevels = 2;
+    spec.subblockSize = 16;
+    spec.planeset.layout = shape.layout;
+    spec.index = shape.index;
+    if (shape.withMetadata) {
+        spec.georef = georefSeed(true);
+        spec.xmp = {'<', 'x', '/', '>'};
+    }
+    const uint16_t numBands = shape.colorSpace == XR3_COLORSPACE_GREY ? 1 : 4;
+    const bool isSigned = shape.dataType == QVI_DATATYPE_SINT16;
+    FunctionSourceImage source(37, 23, numBands, [&](uint16_t band, uint32_t x, uint32_t y) {
+        const double value = double((x * 7 + y * 13 + band * 29) % 200);
+        return isSigned ? value - 100.0 : value;
+    });
+    Bytes bytes;
+    if (writeTavixImage(spec, source, bytes) != 0) {
+        std::fprintf(stderr, "fuzz_seeds: could not code %s\n", shape.name);
+        std::exit(1);
+    }
+    return bytes;
+}
+
+void writeCodedSeeds()
+{
+    const CodedShape shapes[] = {
+        {"coded_grey_u8_xr4", QVI_DATATYPE_UINT8, XR3_COLORSPACE_GREY, false, TavixFileVersion::XR4,
+         XR3_PLANESET_LAYOUT_DATA_FIRST, IndexKind::None, false},
+        {"coded_rgba_yiq_xr3", QVI_DATATYPE_UINT8, XR3ColorSpace(XR3_COLORSPACE_RGB | XR3_COLORSPACE_ALPHA_BIT),
+         true, TavixFileVersion::XR3, XR3_PLANESET_LAYOUT_INTERLEAVED, IndexKind::Major1Measured, true},
+        {"coded_cmyk_u16_xr4", QVI_DATATYPE_UINT16, XR3_COLORSPACE_CMYK, false, TavixFileVersion::XR4,
+         XR3_PLANESET_LAYOUT_RASTER_BLOCK, IndexKind::Major0, true},
+        {"coded_grey_s16_xr3", QVI_DATATYPE_SINT16, XR3_COLORSPACE_GREY, false, TavixFileVersion::XR3,
+         XR3_PLANESET_LAYOUT_DATA_FIRST, IndexKind::None, false},
+        {"coded_grey_f32_xr4", QVI_DATATYPE_FLOAT32, XR3_COLORSPACE_GREY, false, TavixFileVersion::XR4,
+         XR3_PLANESET_LAYOUT_INTERLEAVED, IndexKind::None, true},
+    };
+    for (const CodedShape& shape : shapes) writeFileSeed(shape.name, writeCoded(shape));
+}
+
 void writeFileSeeds()
 {
     const FileShape shapes[] = {
@@ -206,23 +307,9 @@ void writeFileSeeds()
         {"datafirst_sbcp_mse", XR3_PLANESET_LAYOUT_DATA_FIRST, XR3_PLANESET_ORDER_SUBBAND_BLOCK_COMPONENT_PLANE,
          true, true, IndexKind::None, false},
     };
-    for (const FileShape& shape : shapes) {
-        const ImageFile file = writeShape(shape);
-        writeSeed("container", shape.name, file.bytes);
-        // The plane store target reads its model from the first byte: full,
-        // partial, default, each with and without stream buffers.
-        for (uint8_t selector : {0, 1, 2, 4, 5}) {
-            Bytes seed{selector};
-            seed.insert(seed.end(), file.bytes.begin(), file.bytes.end());
-            writeSeed("planeStore", std::string(shape.name) + "_" + std::to_string(selector), seed);
-        }
-        // The reader target's first byte picks the default or the small memory usage.
-        for (uint8_t selector : {0, 1}) {
-            Bytes seed{selector};
-            seed.insert(seed.end(), file.bytes.begin(), file.bytes.end());
-            writeSeed("tavixReader", std::string(shape.name) + "_" + std::to_string(selector), seed);
-        }
-    }
+    for (const FileShape& shape : shapes) writeFileSeed(shape.name, writeShape(shape).bytes);
+    writeFileSeed("giant_one_run", giantImageOfOneRun());
+    writeCodedSeeds();
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string_view>
 
+#include "qvi_tableLookup.h"
 #include "qvi_utils.h"
 
 namespace Orvanetics {
@@ -46,23 +47,16 @@ struct Name {
 template <typename Value, size_t N>
 bool lookUp(std::string_view word, const Name<Value> (&table)[N], Value& value)
 {
-    for (const Name<Value>& entry : table) {
-        if (equalsNoCase(word, entry.name)) {
-            value = entry.value;
-            return true;
-        }
-    }
-    return false;
+    const Name<Value>* entry = findTableRow(table, [word](const Name<Value>& e) { return equalsNoCase(word, e.name); });
+    if (entry != nullptr) value = entry->value;
+    return entry != nullptr;
 }
 
 template <typename Value, size_t N>
 const char* nameOf(Value value, const Name<Value> (&table)[N])
 {
-    for (const Name<Value>& entry : table) {
-        if (entry.value == value)
-            return entry.name;
-    }
-    return nullptr;
+    const Name<Value>* entry = findTableRow(table, &Name<Value>::value, value);
+    return entry != nullptr ? entry->name : nullptr;
 }
 
 constexpr Name<QVIDataType> kDataTypeNames[] = {

@@ -30,20 +30,10 @@ public:
     // Hands the block to the caller (free it with the deallocator), empties and closes the stream.
     virtual QVStatus detachAndClose(uint8_t*& block);
 
-    bool isEOF() override;
-    bool isOpen() override;
-    QVStatus open() override;
-    QVStatus close() override;
-    uint32_t read(uint8_t* buffer, uint32_t count) override;
-    // Writing after a seek past the length fills the gap with zeros.
-    uint32_t write(const uint8_t* buffer, uint32_t count) override;
-    // Offsets outside the signed 32-bit range give 145011, an unknown
-    // direction or a closed stream 1; a position past the length is allowed.
-    QVStatus seek(int64_t offset, QVIOSeekDir dir) override;
-    int64_t tell() override;
-    QVIOStreamInf* duplicate() override;
-    QVStatus getLastError() override;
-    const char* getID() override;
+    // write: writing after a seek past the length fills the gap with zeros.
+    // seek: offsets outside the signed 32-bit range give 145011, an unknown direction or a closed stream 1; a
+    // position past the length is allowed.
+    QVIO_STREAM_OVERRIDES;
     // Scans the block instead of reading byte by byte.
     char* readString(char delimiter) override;
 

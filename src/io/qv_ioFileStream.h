@@ -21,17 +21,7 @@ public:
     virtual QVStatus initialize(const QVFileSpec& fileSpec, const char* mode);
     virtual QVStatus initialize(const char* path, const char* mode);
 
-    bool isEOF() override;
-    bool isOpen() override;
-    QVStatus open() override;
-    QVStatus close() override;
-    uint32_t read(uint8_t* buffer, uint32_t count) override;
-    uint32_t write(const uint8_t* buffer, uint32_t count) override;
-    QVStatus seek(int64_t offset, QVIOSeekDir dir) override;
-    int64_t tell() override;
-    QVIOStreamInf* duplicate() override;
-    QVStatus getLastError() override;
-    const char* getID() override;
+    QVIO_STREAM_OVERRIDES;
 
     // Pass-throughs to the open C file; -1 (setvbuf, ferror) when not open.
     virtual int stdio_setvbuf(char* buffer, int mode, size_t size);

@@ -18,20 +18,10 @@ public:
     // A zeroed block of size bytes that the stream owns; 145013 if it can't be had.
     virtual QVStatus initialize(uint32_t size);
 
-    bool isEOF() override;
-    bool isOpen() override;
-    QVStatus open() override;
-    QVStatus close() override;
-    uint32_t read(uint8_t* buffer, uint32_t count) override;
-    uint32_t write(const uint8_t* buffer, uint32_t count) override;
-    // Offsets outside the signed 32-bit range give 145011, an unknown
-    // direction 3; a position past the end is kept and sets the end flag.
-    QVStatus seek(int64_t offset, QVIOSeekDir dir) override;
-    int64_t tell() override;
-    // An owned copy of the block.
-    QVIOStreamInf* duplicate() override;
-    QVStatus getLastError() override;
-    const char* getID() override;
+    // seek: offsets outside the signed 32-bit range give 145011, an unknown direction 3; a position past the
+    // end is kept and sets the end flag.
+    // duplicate: an owned copy of the block.
+    QVIO_STREAM_OVERRIDES;
 
 private:
     static constexpr uint32_t kClosedPosition = 0xFFFFFFFFu;

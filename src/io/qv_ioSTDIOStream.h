@@ -18,19 +18,9 @@ public:
     // null, 145012 while open.
     virtual QVStatus initialize(std::FILE* file);
 
-    bool isEOF() override;
-    bool isOpen() override;
-    // Neither opens nor closes the file itself.
-    QVStatus open() override;
-    QVStatus close() override;
-    uint32_t read(uint8_t* buffer, uint32_t count) override;
-    uint32_t write(const uint8_t* buffer, uint32_t count) override;
-    QVStatus seek(int64_t offset, QVIOSeekDir dir) override;
-    int64_t tell() override;
-    // Null: a borrowed C file gives no independent position.
-    QVIOStreamInf* duplicate() override;
-    QVStatus getLastError() override;
-    const char* getID() override;
+    // open: neither opens nor closes the file itself.
+    // duplicate: null: a borrowed C file gives no independent position.
+    QVIO_STREAM_OVERRIDES;
 
     virtual int stdio_fflush();
     virtual int stdio_ferror();

@@ -40,4 +40,19 @@ public:
     virtual char* readString(char delimiter);
 };
 
+// Declares the operations that every concrete stream overrides; each class
+// says above it where its behaviour is particular.
+#define QVIO_STREAM_OVERRIDES                                       \
+    bool isEOF() override;                                          \
+    bool isOpen() override;                                         \
+    QVStatus open() override;                                       \
+    QVStatus close() override;                                      \
+    uint32_t read(uint8_t* buffer, uint32_t count) override;        \
+    uint32_t write(const uint8_t* buffer, uint32_t count) override; \
+    QVStatus seek(int64_t offset, QVIOSeekDir dir) override;        \
+    int64_t tell() override;                                        \
+    QVIOStreamInf* duplicate() override;                            \
+    QVStatus getLastError() override;                               \
+    const char* getID() override
+
 }  // namespace Orvanetics

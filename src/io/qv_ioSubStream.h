@@ -18,21 +18,10 @@ public:
     // end, 145011 for a null stream.
     virtual QVStatus initialize(QVIOStreamInf* stream, int64_t start, int64_t end, bool takeOwnership);
 
-    bool isEOF() override;
-    bool isOpen() override;
-    // Opens the inner stream if needed and moves it to the range's start.
-    QVStatus open() override;
-    QVStatus close() override;
-    uint32_t read(uint8_t* buffer, uint32_t count) override;
-    uint32_t write(const uint8_t* buffer, uint32_t count) override;
-    // The target must lie within the range, its end included, else 145011;
-    // an unknown direction gives 1.
-    QVStatus seek(int64_t offset, QVIOSeekDir dir) override;
-    int64_t tell() override;
-    // A sub-stream over the same inner stream and range, not owning it.
-    QVIOStreamInf* duplicate() override;
-    QVStatus getLastError() override;
-    const char* getID() override;
+    // open: opens the inner stream if needed and moves it to the range's start.
+    // seek: the target must lie within the range, its end included, else 145011; an unknown direction gives 1.
+    // duplicate: a sub-stream over the same inner stream and range, not owning it.
+    QVIO_STREAM_OVERRIDES;
 
 private:
     void releaseInner();

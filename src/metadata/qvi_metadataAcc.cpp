@@ -13,6 +13,7 @@
 #include "qvi_geoCoord.h"
 #include "qvi_pixel.h"
 #include "qvi_pixelLookupTable.h"
+#include "qvi_tableLookup.h"
 #include "qvi_utils.h"
 
 namespace Orvanetics {
@@ -278,38 +279,6 @@ QVStatus QVIMetadataAcc::get_as_int(const char* key, int& value) const {
 // ---------------------------------------------------------------------------
 // Named accessors
 
-QVStatus QVIMetadataAcc::get_pcs(uint16_t& pcs) const {
-    return get_uint16(QVI_METADATA_TAG_GEO_PROJECTED_CS_TYPE_GEO_KEY, pcs);
-}
-
-QVStatus QVIMetadataAcc::get_datum(uint16_t& datum) const {
-    return get_uint16(QVI_METADATA_TAG_GEO_HORIZONTAL_DATUM, datum);
-}
-
-QVStatus QVIMetadataAcc::get_units(uint16_t& units) const {
-    return get_uint16(QVI_METADATA_TAG_IMAGE_HORIZONTAL_UNITS, units);
-}
-
-QVStatus QVIMetadataAcc::get_z_res(double& zRes) const {
-    return get_double(QVI_METADATA_TAG_IMAGE_Z_RESOLUTION, zRes);
-}
-
-QVStatus QVIMetadataAcc::get_comment(const char*& comment) const {
-    return get_string(QVI_METADATA_TAG_ASCII_COMMENT, comment);
-}
-
-QVStatus QVIMetadataAcc::get_input_format(const char*& format) const {
-    return get_string(QVI_METADATA_TAG_IMAGE_INPUT_FORMAT, format);
-}
-
-QVStatus QVIMetadataAcc::getInputName(const char*& name) const {
-    return get_string(QVI_METADATA_TAG_IMAGE_INPUT_NAME, name);
-}
-
-QVStatus QVIMetadataAcc::get_input_file_size(double& size) const {
-    return get_double(QVI_METADATA_TAG_IMAGE_INPUT_FILE_SIZE, size);
-}
-
 QVStatus QVIMetadataAcc::get_compression_version(int32_t& major, int32_t& minor,
                                                  int32_t& revision) const {
     const int32_t* version = nullptr;
@@ -322,38 +291,6 @@ QVStatus QVIMetadataAcc::get_compression_version(int32_t& major, int32_t& minor,
     minor = version[1];
     revision = version[2];
     return 0;
-}
-
-QVStatus QVIMetadataAcc::get_creation_date(const char*& date) const {
-    return get_string(QVI_METADATA_TAG_IMAGE_CREATION_DATE, date);
-}
-
-QVStatus QVIMetadataAcc::get_target_compression_ratio(float& ratio) const {
-    return get_float(QVI_METADATA_TAG_IMAGE_TARGET_COMPRESSION_RATIO, ratio);
-}
-
-QVStatus QVIMetadataAcc::get_compression_nlev(uint32_t& levels) const {
-    return get_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_NLEV, levels);
-}
-
-QVStatus QVIMetadataAcc::get_compression_weight(float& weight) const {
-    return get_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_WEIGHT, weight);
-}
-
-QVStatus QVIMetadataAcc::get_compression_kweight(float& kweight) const {
-    return get_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_KWEIGHT, kweight);
-}
-
-QVStatus QVIMetadataAcc::get_compression_gamma(float& gamma) const {
-    return get_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_GAMMA, gamma);
-}
-
-QVStatus QVIMetadataAcc::get_compression_block_size(uint32_t& blockSize) const {
-    return get_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_BLOCK_SIZE, blockSize);
-}
-
-QVStatus QVIMetadataAcc::get_dither(uint8_t& dither) const {
-    return get_uint8(QVI_METADATA_TAG_IMAGE_NO_DITHER, dither);
 }
 
 // ---------------------------------------------------------------------------
@@ -687,34 +624,20 @@ QVStatus QVIMetadataAcc::compare_geo_tags(const QVIMetadataDatabase& a, const QV
     return 0;
 }
 
-namespace {
-// Finds the row whose `from` field equals `key` and copies its `to` field out.
-template <typename Row, size_t N, typename Key, typename Value>
-bool lookupRow(const Row (&rows)[N], Key Row::*from, Value Row::*to, Key key, Value& out) {
-    for (const Row& row : rows) {
-        if (row.*from == key) {
-            out = row.*to;
-            return true;
-        }
-    }
-    return false;
-}
-}  // namespace
-
 bool QVIMetadataAcc::colorSpaceFromScheme(uint32_t scheme, QVIColorSpace& colorSpace) {
-    return lookupRow(kColorSchemes, &ColorSchemeRow::scheme, &ColorSchemeRow::colorSpace, scheme, colorSpace);
+    return lookupTableRow(kColorSchemes, &ColorSchemeRow::scheme, &ColorSchemeRow::colorSpace, scheme, colorSpace);
 }
 
 bool QVIMetadataAcc::schemeFromColorSpace(QVIColorSpace colorSpace, uint32_t& scheme) {
-    return lookupRow(kColorSchemes, &ColorSchemeRow::colorSpace, &ColorSchemeRow::scheme, colorSpace, scheme);
+    return lookupTableRow(kColorSchemes, &ColorSchemeRow::colorSpace, &ColorSchemeRow::scheme, colorSpace, scheme);
 }
 
 bool QVIMetadataAcc::dataTypeFromCode(uint32_t code, QVIDataType& dataType) {
-    return lookupRow(kDataTypeCodes, &DataTypeRow::code, &DataTypeRow::dataType, code, dataType);
+    return lookupTableRow(kDataTypeCodes, &DataTypeRow::code, &DataTypeRow::dataType, code, dataType);
 }
 
 bool QVIMetadataAcc::codeFromDataType(QVIDataType dataType, uint32_t& code) {
-    return lookupRow(kDataTypeCodes, &DataTypeRow::dataType, &DataTypeRow::code, dataType, code);
+    return lookupTableRow(kDataTypeCodes, &DataTypeRow::dataType, &DataTypeRow::code, dataType, code);
 }
 
 }  // namespace Orvanetics

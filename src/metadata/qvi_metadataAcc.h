@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "qvi_dataType.h"
 #include "qvi_metadataDatabase.h"
@@ -17,38 +18,17 @@ class QVIPixelLookupTable;
 
 // The record type that holds values of a C++ type.
 template <typename T>
-struct QVIMetadataTypeOf;
-template <>
-struct QVIMetadataTypeOf<uint8_t> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT8;
-};
-template <>
-struct QVIMetadataTypeOf<int8_t> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT8;
-};
-template <>
-struct QVIMetadataTypeOf<uint16_t> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT16;
-};
-template <>
-struct QVIMetadataTypeOf<int16_t> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT16;
-};
-template <>
-struct QVIMetadataTypeOf<uint32_t> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_UINT32;
-};
-template <>
-struct QVIMetadataTypeOf<int32_t> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_SINT32;
-};
-template <>
-struct QVIMetadataTypeOf<float> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_FLOAT32;
-};
-template <>
-struct QVIMetadataTypeOf<double> {
-    static constexpr QVIMetadataDataType value = QVI_METADATA_DATATYPE_FLOAT64;
+struct QVIMetadataTypeOf {
+    static constexpr QVIMetadataDataType value = std::is_same_v<T, uint8_t>    ? QVI_METADATA_DATATYPE_UINT8
+                                                 : std::is_same_v<T, int8_t>   ? QVI_METADATA_DATATYPE_SINT8
+                                                 : std::is_same_v<T, uint16_t> ? QVI_METADATA_DATATYPE_UINT16
+                                                 : std::is_same_v<T, int16_t>  ? QVI_METADATA_DATATYPE_SINT16
+                                                 : std::is_same_v<T, uint32_t> ? QVI_METADATA_DATATYPE_UINT32
+                                                 : std::is_same_v<T, int32_t>  ? QVI_METADATA_DATATYPE_SINT32
+                                                 : std::is_same_v<T, float>    ? QVI_METADATA_DATATYPE_FLOAT32
+                                                 : std::is_same_v<T, double>   ? QVI_METADATA_DATATYPE_FLOAT64
+                                                                               : QVI_METADATA_DATATYPE_INVALID;
+    static_assert(value != QVI_METADATA_DATATYPE_INVALID, "no record type holds this C++ type");
 };
 
 // The modification flags of an image (QVIImage::getModifications) and of the
@@ -140,24 +120,42 @@ public:
     QVStatus get_as_int(const char* key, int& value) const;
 
     // --- Named accessors over the dictionary's keys.
-    QVStatus get_pcs(uint16_t& pcs) const;
-    QVStatus get_datum(uint16_t& datum) const;
-    QVStatus get_units(uint16_t& units) const;
-    QVStatus get_z_res(double& zRes) const;
-    QVStatus get_comment(const char*& comment) const;
-    QVStatus get_input_format(const char*& format) const;
-    QVStatus getInputName(const char*& name) const;
-    QVStatus get_input_file_size(double& size) const;
+    QVStatus get_pcs(uint16_t& pcs) const { return get_uint16(QVI_METADATA_TAG_GEO_PROJECTED_CS_TYPE_GEO_KEY, pcs); }
+    QVStatus get_datum(uint16_t& datum) const { return get_uint16(QVI_METADATA_TAG_GEO_HORIZONTAL_DATUM, datum); }
+    QVStatus get_units(uint16_t& units) const { return get_uint16(QVI_METADATA_TAG_IMAGE_HORIZONTAL_UNITS, units); }
+    QVStatus get_z_res(double& zRes) const { return get_double(QVI_METADATA_TAG_IMAGE_Z_RESOLUTION, zRes); }
+    QVStatus get_comment(const char*& comment) const { return get_string(QVI_METADATA_TAG_ASCII_COMMENT, comment); }
+    QVStatus get_input_format(const char*& format) const {
+        return get_string(QVI_METADATA_TAG_IMAGE_INPUT_FORMAT, format);
+    }
+    QVStatus getInputName(const char*& name) const { return get_string(QVI_METADATA_TAG_IMAGE_INPUT_NAME, name); }
+    QVStatus get_input_file_size(double& size) const {
+        return get_double(QVI_METADATA_TAG_IMAGE_INPUT_FILE_SIZE, size);
+    }
     // A vector of exactly three values.
     QVStatus get_compression_version(int32_t& major, int32_t& minor, int32_t& revision) const;
-    QVStatus get_creation_date(const char*& date) const;
-    QVStatus get_target_compression_ratio(float& ratio) const;
-    QVStatus get_compression_nlev(uint32_t& levels) const;
-    QVStatus get_compression_weight(float& weight) const;
-    QVStatus get_compression_kweight(float& kweight) const;
-    QVStatus get_compression_gamma(float& gamma) const;
-    QVStatus get_compression_block_size(uint32_t& blockSize) const;
-    QVStatus get_dither(uint8_t& dither) const;
+    QVStatus get_creation_date(const char*& date) const {
+        return get_string(QVI_METADATA_TAG_IMAGE_CREATION_DATE, date);
+    }
+    QVStatus get_target_compression_ratio(float& ratio) const {
+        return get_float(QVI_METADATA_TAG_IMAGE_TARGET_COMPRESSION_RATIO, ratio);
+    }
+    QVStatus get_compression_nlev(uint32_t& levels) const {
+        return get_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_NLEV, levels);
+    }
+    QVStatus get_compression_weight(float& weight) const {
+        return get_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_WEIGHT, weight);
+    }
+    QVStatus get_compression_kweight(float& kweight) const {
+        return get_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_KWEIGHT, kweight);
+    }
+    QVStatus get_compression_gamma(float& gamma) const {
+        return get_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_GAMMA, gamma);
+    }
+    QVStatus get_compression_block_size(uint32_t& blockSize) const {
+        return get_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_BLOCK_SIZE, blockSize);
+    }
+    QVStatus get_dither(uint8_t& dither) const { return get_uint8(QVI_METADATA_TAG_IMAGE_NO_DITHER, dither); }
 
     // --- Image properties.
     QVStatus getDimensions(uint32_t& width, uint32_t& height) const;

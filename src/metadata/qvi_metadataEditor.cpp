@@ -147,94 +147,14 @@ QVStatus QVIMetadataEditor::setDoubles(QVIMetadataTag tag, const double* values,
 // ---------------------------------------------------------------------------
 // Named accessors
 
-QVStatus QVIMetadataEditor::set_pcs(uint16_t pcs) {
-    return set_uint16(QVI_METADATA_TAG_GEO_PROJECTED_CS_TYPE_GEO_KEY, pcs);
-}
-
-QVStatus QVIMetadataEditor::set_datum(uint16_t datum) {
-    return set_uint16(QVI_METADATA_TAG_GEO_HORIZONTAL_DATUM, datum);
-}
-
-QVStatus QVIMetadataEditor::set_units(uint16_t units) {
-    return set_uint16(QVI_METADATA_TAG_IMAGE_HORIZONTAL_UNITS, units);
-}
-
-QVStatus QVIMetadataEditor::set_z_res(double zRes) {
-    return set_double(QVI_METADATA_TAG_IMAGE_Z_RESOLUTION, zRes);
-}
-
-QVStatus QVIMetadataEditor::set_comment(const char* comment) {
-    return set_string(QVI_METADATA_TAG_ASCII_COMMENT, comment);
-}
-
-QVStatus QVIMetadataEditor::set_input_format(const char* format) {
-    return set_string(QVI_METADATA_TAG_IMAGE_INPUT_FORMAT, format);
-}
-
-QVStatus QVIMetadataEditor::setInputName(const char* name) {
-    return set_string(QVI_METADATA_TAG_IMAGE_INPUT_NAME, name);
-}
-
 QVStatus QVIMetadataEditor::removeInputName() {
     removeIfPresent(QVI_METADATA_TAG_IMAGE_INPUT_NAME);
     return 0;
 }
 
-QVStatus QVIMetadataEditor::set_input_file_size(double size) {
-    return set_double(QVI_METADATA_TAG_IMAGE_INPUT_FILE_SIZE, size);
-}
-
 QVStatus QVIMetadataEditor::set_compression_version(int32_t major, int32_t minor, int32_t revision) {
     const int32_t version[3] = {major, minor, revision};
     return set_sint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_VERSION, version, 3);
-}
-
-QVStatus QVIMetadataEditor::set_creation_date(const char* date) {
-    return set_string(QVI_METADATA_TAG_IMAGE_CREATION_DATE, date);
-}
-
-QVStatus QVIMetadataEditor::set_target_compression_ratio(float ratio) {
-    return set_float(QVI_METADATA_TAG_IMAGE_TARGET_COMPRESSION_RATIO, ratio);
-}
-
-QVStatus QVIMetadataEditor::set_compression_nlev(uint32_t levels) {
-    return set_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_NLEV, levels);
-}
-
-QVStatus QVIMetadataEditor::set_compression_weight(float weight) {
-    return set_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_WEIGHT, weight);
-}
-
-QVStatus QVIMetadataEditor::set_compression_kweight(float kweight) {
-    return set_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_KWEIGHT, kweight);
-}
-
-QVStatus QVIMetadataEditor::set_compression_gamma(float gamma) {
-    return set_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_GAMMA, gamma);
-}
-
-QVStatus QVIMetadataEditor::set_compression_block_size(uint32_t blockSize) {
-    return set_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_BLOCK_SIZE, blockSize);
-}
-
-QVStatus QVIMetadataEditor::set_dither() {
-    return set_uint8(QVI_METADATA_TAG_IMAGE_NO_DITHER, static_cast<uint8_t>(0));
-}
-
-QVStatus QVIMetadataEditor::set_encoding_application(const char* application) {
-    return set_string(QVI_METADATA_TAG_IMAGE_ENCODING_APPLICATION, application);
-}
-
-QVStatus QVIMetadataEditor::set_encoder_comment(const char* comment) {
-    return set_string(QVI_METADATA_TAG_IMAGE_ENCODING_COMMENT, comment);
-}
-
-QVStatus QVIMetadataEditor::set_file_format(const char* format) {
-    return set_string(QVI_METADATA_TAG_IMAGE_FORMAT, format);
-}
-
-QVStatus QVIMetadataEditor::setQuantizationScale(const float* scales, unsigned short count) {
-    return set_float(QVI_METADATA_TAG_IMAGE_QUANTIZATION_SCALE, scales, count);
 }
 
 QVStatus QVIMetadataEditor::set_esdk_version() {

@@ -54,29 +54,45 @@ public:
     void removeIfPresent(const char* key);
 
     // --- Named accessors over the dictionary's keys.
-    QVStatus set_pcs(uint16_t pcs);
-    QVStatus set_datum(uint16_t datum);
-    QVStatus set_units(uint16_t units);
-    QVStatus set_z_res(double zRes);
-    QVStatus set_comment(const char* comment);
-    QVStatus set_input_format(const char* format);
-    QVStatus setInputName(const char* name);
+    QVStatus set_pcs(uint16_t pcs) { return set_uint16(QVI_METADATA_TAG_GEO_PROJECTED_CS_TYPE_GEO_KEY, pcs); }
+    QVStatus set_datum(uint16_t datum) { return set_uint16(QVI_METADATA_TAG_GEO_HORIZONTAL_DATUM, datum); }
+    QVStatus set_units(uint16_t units) { return set_uint16(QVI_METADATA_TAG_IMAGE_HORIZONTAL_UNITS, units); }
+    QVStatus set_z_res(double zRes) { return set_double(QVI_METADATA_TAG_IMAGE_Z_RESOLUTION, zRes); }
+    QVStatus set_comment(const char* comment) { return set_string(QVI_METADATA_TAG_ASCII_COMMENT, comment); }
+    QVStatus set_input_format(const char* format) { return set_string(QVI_METADATA_TAG_IMAGE_INPUT_FORMAT, format); }
+    QVStatus setInputName(const char* name) { return set_string(QVI_METADATA_TAG_IMAGE_INPUT_NAME, name); }
     QVStatus removeInputName();
-    QVStatus set_input_file_size(double size);
+    QVStatus set_input_file_size(double size) { return set_double(QVI_METADATA_TAG_IMAGE_INPUT_FILE_SIZE, size); }
     QVStatus set_compression_version(int32_t major, int32_t minor, int32_t revision);
-    QVStatus set_creation_date(const char* date);
-    QVStatus set_target_compression_ratio(float ratio);
-    QVStatus set_compression_nlev(uint32_t levels);
-    QVStatus set_compression_weight(float weight);
-    QVStatus set_compression_kweight(float kweight);
-    QVStatus set_compression_gamma(float gamma);
-    QVStatus set_compression_block_size(uint32_t blockSize);
+    QVStatus set_creation_date(const char* date) { return set_string(QVI_METADATA_TAG_IMAGE_CREATION_DATE, date); }
+    QVStatus set_target_compression_ratio(float ratio) {
+        return set_float(QVI_METADATA_TAG_IMAGE_TARGET_COMPRESSION_RATIO, ratio);
+    }
+    QVStatus set_compression_nlev(uint32_t levels) {
+        return set_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_NLEV, levels);
+    }
+    QVStatus set_compression_weight(float weight) {
+        return set_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_WEIGHT, weight);
+    }
+    QVStatus set_compression_kweight(float kweight) {
+        return set_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_KWEIGHT, kweight);
+    }
+    QVStatus set_compression_gamma(float gamma) { return set_float(QVI_METADATA_TAG_IMAGE_COMPRESSION_GAMMA, gamma); }
+    QVStatus set_compression_block_size(uint32_t blockSize) {
+        return set_uint32(QVI_METADATA_TAG_IMAGE_COMPRESSION_BLOCK_SIZE, blockSize);
+    }
     // Stores 0.
-    QVStatus set_dither();
-    QVStatus set_encoding_application(const char* application);
-    QVStatus set_encoder_comment(const char* comment);
-    QVStatus set_file_format(const char* format);
-    QVStatus setQuantizationScale(const float* scales, unsigned short count);
+    QVStatus set_dither() { return set_uint8(QVI_METADATA_TAG_IMAGE_NO_DITHER, static_cast<uint8_t>(0)); }
+    QVStatus set_encoding_application(const char* application) {
+        return set_string(QVI_METADATA_TAG_IMAGE_ENCODING_APPLICATION, application);
+    }
+    QVStatus set_encoder_comment(const char* comment) {
+        return set_string(QVI_METADATA_TAG_IMAGE_ENCODING_COMMENT, comment);
+    }
+    QVStatus set_file_format(const char* format) { return set_string(QVI_METADATA_TAG_IMAGE_FORMAT, format); }
+    QVStatus setQuantizationScale(const float* scales, unsigned short count) {
+        return set_float(QVI_METADATA_TAG_IMAGE_QUANTIZATION_SCALE, scales, count);
+    }
     // This library's version and build label: "9.5.4.4709.<label>".
     QVStatus set_esdk_version();
 

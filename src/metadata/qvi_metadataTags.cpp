@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "qvi_tableLookup.h"
+
 namespace Orvanetics {
 
 namespace {
@@ -114,12 +116,7 @@ constexpr TagRow kTagTable[] = {
 };
 static_assert(sizeof(kTagTable) / sizeof(kTagTable[0]) == 96, "the dictionary has 96 rows");
 
-const TagRow* findRow(QVIMetadataTag tag) {
-    for (const TagRow& row : kTagTable) {
-        if (row.tag == tag) return &row;
-    }
-    return nullptr;
-}
+const TagRow* findRow(QVIMetadataTag tag) { return findTableRow(kTagTable, &TagRow::tag, tag); }
 
 struct PrefixClass {
     const char* prefix;
@@ -143,12 +140,9 @@ constexpr const char* kTagClassNames[] = {
 }  // namespace
 
 QVIMetadataTag QVIMetadataUtils::lookupTag(const char* key) {
-    if (key != nullptr) {
-        for (const TagRow& row : kTagTable) {
-            if (std::strcmp(row.key, key) == 0) return row.tag;
-        }
-    }
-    return QVI_METADATA_TAG_UNKNOWN;
+    if (key == nullptr) return QVI_METADATA_TAG_UNKNOWN;
+    const TagRow* row = findTableRow(kTagTable, [key](const TagRow& r) { return std::strcmp(r.key, key) == 0; });
+    return row != nullptr ? row->tag : QVI_METADATA_TAG_UNKNOWN;
 }
 
 const char* QVIMetadataUtils::lookupName(QVIMetadataTag tag) {
@@ -196,10 +190,10 @@ const char* QVIMetadataUtils::name(QVIMetadataTagClass tagClass) {
 
 QVIMetadataTagClass QVIMetadataUtils::tagClass(const char* key) {
     if (key == nullptr) return QVI_METADATA_TAGCLASS_UNKNOWN;
-    for (const PrefixClass& entry : kPrefixClasses) {
-        if (std::strncmp(key, entry.prefix, std::strlen(entry.prefix)) == 0) return entry.tagClass;
-    }
-    return QVI_METADATA_TAGCLASS_UNKNOWN;
+    const PrefixClass* entry = findTableRow(kPrefixClasses, [key](const PrefixClass& e) {
+        return std::strncmp(key, e.prefix, std::strlen(e.prefix)) == 0;
+    });
+    return entry != nullptr ? entry->tagClass : QVI_METADATA_TAGCLASS_UNKNOWN;
 }
 
 size_t QVIMetadataUtils::elementSize(QVIMetadataDataType dataType) {

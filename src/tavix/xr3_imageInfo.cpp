@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "qvi_tableLookup.h"
 #include "xr3_subblockLocator.h"
 
 namespace Orvanetics {
@@ -77,10 +78,8 @@ XR3ColorSpace XR3Type::toXR3(QVIColorSpace space) {
                              : alpha == QVI_ALPHA_BITS ? XR3_COLORSPACE_PREMULTIPLIED_BIT
                                                        : 0;
     if (alpha == QVI_PREMULTIPLIED_BIT) return XR3_COLORSPACE_INVALID;
-    for (const ColorSpacePair& pair : kColorSpaces) {
-        if (pair.sdk == (space & ~QVI_ALPHA_BITS)) return XR3ColorSpace(pair.xr3 | xr3Alpha);
-    }
-    return XR3_COLORSPACE_INVALID;
+    const ColorSpacePair* pair = findTableRow(kColorSpaces, &ColorSpacePair::sdk, uint32_t(space & ~QVI_ALPHA_BITS));
+    return pair != nullptr ? XR3ColorSpace(pair->xr3 | xr3Alpha) : XR3_COLORSPACE_INVALID;
 }
 
 QVIColorSpace XR3Type::toSDK(XR3ColorSpace space) {
@@ -90,10 +89,8 @@ QVIColorSpace XR3Type::toSDK(XR3ColorSpace space) {
     const uint32_t sdkAlpha = alpha == XR3_COLORSPACE_ALPHA_BIT           ? QVI_ALPHA_BIT
                               : alpha == XR3_COLORSPACE_PREMULTIPLIED_BIT ? QVI_ALPHA_BITS
                                                                           : 0;
-    for (const ColorSpacePair& pair : kColorSpaces) {
-        if (pair.xr3 == getColorSpaceWithoutAlpha(space)) return QVIColorSpace(pair.sdk | sdkAlpha);
-    }
-    return QVI_COLORSPACE_INVALID;
+    const ColorSpacePair* pair = findTableRow(kColorSpaces, &ColorSpacePair::xr3, getColorSpaceWithoutAlpha(space));
+    return pair != nullptr ? QVIColorSpace(pair->sdk | sdkAlpha) : QVI_COLORSPACE_INVALID;
 }
 
 uint32_t XR3Type::getNumBits(XR3DataType type) { return dataTypeRow(type).bits; }

@@ -16,6 +16,19 @@ namespace {
 // zeros, so that the synthesis passes the low sample through.
 bool hasMirror(uint32_t size) { return size >= 2; }
 
+// Lines are padded to whole blocks, and the vertical steps run block by
+// block with a fixed trip count, so that they vectorise without run-time
+// checks. `x` never shares memory with the two lines it reads.
+constexpr int64_t kLineBlock = 8;
+
+int64_t paddedLength(int64_t length) { return (length + kLineBlock - 1) / kLineBlock * kLineBlock; }
+
+template <int32_t (*Step)(int32_t, int32_t, int32_t)>
+void liftLine(int32_t* __restrict x, const int32_t* before, const int32_t* after, int64_t length) {
+    for (int64_t block = 0; block < length; block += kLineBlock)
+        for (int64_t k = block; k < block + kLineBlock; ++k) x[k] = Step(x[k], before[k], after[k]);
+}
+
 }  // namespace
 
 PipeColumnSupport PipeColumnSupport::compute(const PipeSpan& output, uint32_t width) {
@@ -75,19 +88,20 @@ PipeSeg::PipeSeg(uint16_t numBands, uint32_t position, PipeSeg* source, int32_t 
       m_columns(columns),
       m_rows(rows),
       m_bufferLength(columns.bufferEnd - columns.bufferStart + 1),
-      m_lines(size_t(m_bufferLength) * NumLines * numBands),
+      m_lineStride(paddedLength(m_bufferLength)),
+      m_lines(size_t(m_lineStride) * NumLines * numBands),
       m_fetched(numBands),
       m_sourceRows(numBands),
       m_nextPair(rows.firstPair) {
     for (int l = 0; l < NumLines; ++l) {
         m_linePtr[l].resize(numBands);
         for (uint16_t b = 0; b < numBands; ++b)
-            m_linePtr[l][b] = m_lines.data() + (size_t(l) * numBands + b) * size_t(m_bufferLength);
+            m_linePtr[l][b] = m_lines.data() + (size_t(l) * numBands + b) * size_t(m_lineStride);
     }
 }
 
 void PipeSeg::zeroLine(Line target) {
-    for (uint16_t b = 0; b < m_numBands; ++b) std::fill_n(line(target, b), m_bufferLength, 0);
+    for (uint16_t b = 0; b < m_numBands; ++b) std::fill_n(line(target, b), m_lineStride, 0);
 }
 
 QVStatus PipeSeg::fetchBand(uint32_t band, uint32_t row, const PipeSpan& span, Line target, int64_t k,
@@ -152,21 +166,13 @@ QVStatus PipeSeg::CopySB3n4(uint32_t i, Line target, DecodeBase& base) {
 }
 
 void PipeSeg::liftEvenRows(Line even, const int32_t* const* highBefore, const int32_t* const* highAfter) {
-    for (uint16_t b = 0; b < m_numBands; ++b) {
-        int32_t* x = line(even, b);
-        const int32_t* before = highBefore[b];
-        const int32_t* after = highAfter[b];
-        for (int64_t k = 0; k < m_bufferLength; ++k) x[k] = xr3LiftEven(x[k], before[k], after[k]);
-    }
+    for (uint16_t b = 0; b < m_numBands; ++b)
+        liftLine<xr3LiftEven>(line(even, b), highBefore[b], highAfter[b], m_lineStride);
 }
 
 void PipeSeg::liftOddRows(Line odd, Line evenBefore, Line evenAfter) {
-    for (uint16_t b = 0; b < m_numBands; ++b) {
-        int32_t* x = line(odd, b);
-        const int32_t* before = line(evenBefore, b);
-        const int32_t* after = line(evenAfter, b);
-        for (int64_t k = 0; k < m_bufferLength; ++k) x[k] = xr3LiftOdd(x[k], before[k], after[k]);
-    }
+    for (uint16_t b = 0; b < m_numBands; ++b)
+        liftLine<xr3LiftOdd>(line(odd, b), line(evenBefore, b), line(evenAfter, b), m_lineStride);
 }
 
 // Fills the pad columns by mirroring, then runs both horizontal steps. The

@@ -105,6 +105,7 @@ private:
     PipeColumnSupport m_columns;
     PipeRowSupport m_rows;
     int64_t m_bufferLength;
+    int64_t m_lineStride;  // the length rounded up to whole blocks
     std::vector<int32_t> m_lines;
     std::vector<int32_t*> m_linePtr[NumLines];
     std::vector<int32_t*> m_fetched;        // get_line results
@@ -131,6 +132,8 @@ public:
     // pipe's columns to lines[b] + (y - rect.y0) * stride.
     QVStatus fillPipe(const QVIGeomRect& rect, int32_t* const* lines, size_t stride, DecodeBase& base);
 
+    uint32_t getNumLevels() const { return m_numLevels; }
+    int32_t getScale() const { return m_scale; }
     uint32_t getNumStages() const { return uint32_t(m_stages.size()); }
     const PipeSeg& getStage(uint32_t i) const { return *m_stages[i]; }
     const QVIGeomRect& getRect() const { return m_rect; }

@@ -31,14 +31,27 @@ int32_t clampSample(int32_t v, int32_t lo, int32_t hi) {
     return v > hi ? hi : v;
 }
 
+// Converts blocks of a fixed length first, so that the loop vectorises
+// without run-time checks, then the remainder one by one.
+constexpr size_t kConvertBlock = 8;
+
+template <typename T, typename Convert>
+void convertRow(const int32_t* from, T* __restrict to, size_t count, Convert convert) {
+    size_t x = 0;
+    for (; x + kConvertBlock <= count; x += kConvertBlock)
+        for (size_t k = x; k < x + kConvertBlock; ++k) to[k] = convert(from[k]);
+    for (; x < count; ++x) to[x] = convert(from[x]);
+}
+
 template <typename T>
-void convertRow(const int32_t* from, T* to, size_t count, int32_t lo, int32_t hi, double step, double offset) {
+void convertRow(const int32_t* from, T* __restrict to, size_t count, int32_t lo, int32_t hi, double step,
+                double offset) {
     if constexpr (std::is_integral_v<T>) {
-        for (size_t x = 0; x < count; ++x) to[x] = T(clampSample(from[x], lo, hi));
+        convertRow(from, to, count, [lo, hi](int32_t v) { return T(clampSample(v, lo, hi)); });
     } else {
         // Float samples are dequantised: value * step + offset.
         const T s = T(step), o = T(offset);
-        for (size_t x = 0; x < count; ++x) to[x] = T(clampSample(from[x], lo, hi)) * s + o;
+        convertRow(from, to, count, [lo, hi, s, o](int32_t v) { return T(clampSample(v, lo, hi)) * s + o; });
     }
 }
 

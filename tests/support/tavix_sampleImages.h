@@ -41,6 +41,7 @@ private:
     bool m_integral;
     mutable uint32_t m_cachedRow = UINT32_MAX;
     mutable std::vector<float> m_terrain, m_detail;  // in [0, 1] and around 0
+    mutable std::vector<double> m_fractal, m_patch, m_line, m_texture;  // the noises of one row
 };
 
 // Smooth ramps in both directions, a different slope per band.

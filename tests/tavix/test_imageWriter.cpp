@@ -5,11 +5,14 @@
 // asked for, read back byte by byte.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
+
+#include <tiffio.h>
 
 #include "planeStore_testSupport.h"
 #include "qv_ioDynamicMemStream.h"
@@ -361,6 +364,62 @@ TEST(ImageWriter, CropRectangleNarrowsWhatIsCoded) {
     EXPECT_LT(coded, size_t(120 * 90) / 2);
 }
 
+TEST(ImageWriter, PlanesCarryDistortionValuesAndLockValuesMarkTheHeader) {
+    NaturalImageSource source(48, 40, 1, 14);
+    TavixImageSpec spec;
+    spec.numLevels = 2;
+    spec.subblockSize = 16;
+    spec.planeset.hasMSE = true;
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    OpenedImage image;
+    ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
+    EXPECT_TRUE(image.info.hasPlaneMSE);
+    auto client = image.client();
+    ASSERT_TRUE(client);
+    auto planes = makePlanes(image.info);
+    ASSERT_EQ(0u, client->getSubblockData(0, 0, planes.get(), false));
+    unsigned present = 0;
+    for (unsigned p = 0; p < kXR3PlanesPerBand; ++p) {
+        if (!planes[p].isPresent()) continue;
+        ++present;
+        ASSERT_TRUE(planes[p].hasValidMSE()) << p;
+        const float mse = std::bit_cast<float>(uint32_t(planes[p].mse) << 16);
+        EXPECT_TRUE(std::isfinite(mse) && mse >= 0.0f) << p;
+    }
+    EXPECT_GT(present, 5u);
+
+    // Lock values make a locked image, which this library does not open.
+    spec.planeset.hasMSE = false;
+    spec.planeset.lockValueWidth = 2;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    const auto packets = describePackets(bytes);
+    EXPECT_EQ(0x2u | 0x8u | 0x10u, bigEndian(bytes, size_t(packets.front().payloadPosition), 8));
+    OpenedImage locked;
+    EXPECT_EQ(4001u, locked.open(bytes, XR3_MEMORY_MODEL_FULL));
+}
+
+TEST(ImageWriter, ScaleIsStoredWithTheCropFields) {
+    NaturalImageSource source(64, 48, 1, 13);
+    TavixImageSpec spec;
+    spec.numLevels = 2;
+    spec.subblockSize = 16;
+    spec.scale = 1;
+    spec.crop = QVIGeomRect(0, 0, 31, 23);
+    std::vector<uint8_t> bytes;
+    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    const auto packets = describePackets(bytes);
+    const size_t at = size_t(packets.front().payloadPosition);
+    EXPECT_EQ(0x8002u, bigEndian(bytes, at, 8));
+    EXPECT_EQ(31u, bigEndian(bytes, at + 48, 4));
+    EXPECT_EQ(23u, bigEndian(bytes, at + 52, 4));
+    EXPECT_EQ(1, bytes[at + 56]);
+    OpenedImage image;
+    ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
+    EXPECT_EQ(1, image.info.scale);
+    EXPECT_TRUE(image.info.isCroppedOrScaled);
+}
+
 TEST(ImageWriter, MetadataPacketsCarryGeoreferenceAndBlobs) {
     GradientImageSource source(40, 30, 3);
     TavixImageSpec spec;
@@ -517,6 +576,44 @@ TEST(SampleImages, DeterministicNaturalContentInRange) {
     EXPECT_GT(flat, 300u * 200 / 10);
     EXPECT_GT(edges, 50u);
     EXPECT_FALSE(std::equal(pixels.begin(), pixels.begin() + 60000, pixels.begin() + 60000));
+}
+
+TEST(SampleImages, RasterFilesLoadTheirFirstBands) {
+    const std::string path = (std::filesystem::temp_directory_path() / "fixture_sampleImages.tif").string();
+    {
+        std::unique_ptr<TIFF, void (*)(TIFF*)> tiff(TIFFOpen(path.c_str(), "w"), &TIFFClose);
+        ASSERT_TRUE(tiff);
+        TIFFSetField(tiff.get(), TIFFTAG_IMAGEWIDTH, 5);
+        TIFFSetField(tiff.get(), TIFFTAG_IMAGELENGTH, 3);
+        TIFFSetField(tiff.get(), TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(tiff.get(), TIFFTAG_SAMPLESPERPIXEL, 4);
+        TIFFSetField(tiff.get(), TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(tiff.get(), TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_SEPARATED);
+        TIFFSetField(tiff.get(), TIFFTAG_ROWSPERSTRIP, 2);
+        for (uint32_t y = 0; y < 3; ++y) {
+            uint8_t row[20];
+            for (uint32_t i = 0; i < 20; ++i) row[i] = uint8_t(y * 20 + i);
+            ASSERT_EQ(1, TIFFWriteScanline(tiff.get(), row, y, 0));
+        }
+    }
+    const auto image = loadRasterFile(path, 3);
+    std::remove(path.c_str());
+    ASSERT_TRUE(image);
+    EXPECT_EQ(5u, image->getWidth());
+    EXPECT_EQ(3u, image->getHeight());
+    ASSERT_EQ(3u, image->getNumBands());
+    double row[5];
+    image->readRow(2, 1, row);
+    for (uint32_t x = 0; x < 5; ++x) EXPECT_EQ(20 + 4 * x + 2, row[x]);
+    EXPECT_FALSE(loadRasterFile("/nonexistent/none.tif"));
+
+    // The benchmark photograph, when it is at hand.
+    const std::string photo = std::string(ORVANETICS_SHARED_DIR) + "/benchdata/naip_m_4709963_se_14_1_20200831.tif";
+    if (!std::filesystem::exists(photo)) GTEST_SKIP() << "no benchmark photograph";
+    const auto naip = loadRasterFile(photo, 3);
+    ASSERT_TRUE(naip);
+    EXPECT_EQ(934u, naip->getWidth());
+    EXPECT_EQ(723u, naip->getHeight());
 }
 
 TEST(SampleImages, GradientsAndMirroredTiles) {

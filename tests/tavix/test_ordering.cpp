@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tavix_geometryInfo.h"
 #include "xr3_planesetOrder.h"
 
 using namespace Orvanetics;
@@ -84,17 +85,6 @@ Place invert(OrderingPipe& ordering, uint64_t position) {
     Place p{};
     EXPECT_TRUE(ordering.invert_ordering(position, p.subband, p.row, p.col)) << position;
     return p;
-}
-
-XR3ImageInfo makeInfo(uint32_t width, uint32_t height, uint32_t n, uint32_t levels) {
-    XR3ImageInfo info;
-    info.width = width;
-    info.height = height;
-    info.subblockSize = uint16_t(n);
-    info.numLevels = uint8_t(levels);
-    info.numBands = 1;
-    EXPECT_EQ(info.setup_subbands(), 0u);
-    return info;
 }
 
 }  // namespace
@@ -246,7 +236,7 @@ TEST(SubblockIter, CreateKnowsTwoOrders) {
 }
 
 TEST(SubblockIter, PipelineIteratorFollowsTheOrder) {
-    const XR3ImageInfo info = makeInfo(500, 300, 64, 2);
+    const XR3ImageInfo info = makeGeometryInfo(500, 300, 64, 2);
     const std::vector<Place> direct = directPipelineOrder(500, 300, 64, 2);
     auto it = XR3SubblockIter::create(XR3_PLANESET_ORDER_PIPELINE);
     ASSERT_EQ(it->init(info), 0u);
@@ -272,7 +262,7 @@ TEST(SubblockIter, PipelineIteratorFollowsTheOrder) {
 }
 
 TEST(SubblockIter, SubbandIteratorWalksEachSubbandByIndex) {
-    const XR3ImageInfo info = makeInfo(1, 200, 16, 3);  // HL and HH bands are empty
+    const XR3ImageInfo info = makeGeometryInfo(1, 200, 16, 3);  // HL and HH bands are empty
     auto it = XR3SubblockIter::create(XR3_PLANESET_ORDER_SUBBAND_BLOCK_COMPONENT_PLANE);
     ASSERT_EQ(it->init(info), 0u);
     it->begin();
@@ -296,7 +286,7 @@ TEST(SubblockIter, SubbandIteratorWalksEachSubbandByIndex) {
 }
 
 TEST(PlaneDescIter, WalksBandsAndPlanesOfEachSubblock) {
-    XR3ImageInfo info = makeInfo(300, 200, 64, 2);
+    XR3ImageInfo info = makeGeometryInfo(300, 200, 64, 2);
     info.numBands = 3;
     XR3PlaneDescIter planes;
     EXPECT_FALSE(planes.init(info, 3));
@@ -318,7 +308,7 @@ TEST(PlaneDescIter, WalksBandsAndPlanesOfEachSubblock) {
 }
 
 TEST(PlaneDescIter, JumpsLandWhereStepsDo) {
-    XR3ImageInfo info = makeInfo(500, 420, 32, 3);
+    XR3ImageInfo info = makeGeometryInfo(500, 420, 32, 3);
     info.numBands = 4;
     for (uint32_t order : {1u, 5u}) {
         XR3PlaneDescIter stepper, jumper;

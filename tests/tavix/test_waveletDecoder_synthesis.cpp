@@ -10,6 +10,7 @@
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
 #include "tavix_waveletPyramid.h"
+#include "xr3_pipe.h"
 #include "xr3_wavelet53.h"
 #include "xr3_waveletDecoder.h"
 
@@ -163,4 +164,42 @@ TEST(WaveletSynthesis, ScenesTooSmallOrOutsideGiveNoDecoder) {
     EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 5, 5), 3, 9, 20, 1, 4, base));  // scale > levels
     EXPECT_FALSE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 5, 5), 3, 9, 20, 2, 0, base));  // bands
     EXPECT_TRUE(PipelinedWaveletDecoder::create(QVIGeomRect(0, 0, 19, 8), 3, 9, 20, 1, 0, base));
+}
+
+TEST(WaveletPipe, StagesAndColumnSupport) {
+    // One stage per level down to the output level; extra ones above full size.
+    EXPECT_EQ(3u, Pipe::create(QVIGeomRect(0, 0, 9, 9), 5, 20, 20, 1, 2)->getNumStages());
+    EXPECT_EQ(5u, Pipe::create(QVIGeomRect(0, 0, 9, 9), 5, 20, 20, 1, 0)->getNumStages());
+    EXPECT_EQ(7u, Pipe::create(QVIGeomRect(0, 0, 9, 9), 5, 20, 20, 1, -2)->getNumStages());
+    EXPECT_EQ(0u, Pipe::create(QVIGeomRect(0, 0, 2, 2), 5, 3, 3, 1, 5)->getNumStages());
+
+    // Inside the image: columns 5..10 need 3..11 of the interleaved row.
+    const std::vector<PipeColumnSupport> inner = Pipe::getSupport(5, 10, 20, 2);
+    ASSERT_EQ(2u, inner.size());
+    EXPECT_EQ(3, inner[0].bufferStart);
+    EXPECT_EQ(11, inner[0].bufferEnd);
+    EXPECT_EQ(0u, inner[0].leftPad + inner[0].rightPad);
+    EXPECT_EQ(2, inner[0].low.first);
+    EXPECT_EQ(5, inner[0].low.last);
+    EXPECT_EQ(1, inner[0].high.first);
+    EXPECT_EQ(5, inner[0].high.last);
+    EXPECT_EQ(1, inner[1].bufferStart);
+    EXPECT_EQ(7, inner[1].bufferEnd);
+    EXPECT_EQ(10u, inner[1].width);
+
+    // Both edges of an even width: one mirrored column left, two right.
+    const PipeColumnSupport even = Pipe::getSupport(0, 19, 20, 1)[0];
+    EXPECT_EQ(-1, even.bufferStart);
+    EXPECT_EQ(21, even.bufferEnd);
+    EXPECT_EQ(1u, even.leftPad);
+    EXPECT_EQ(2u, even.rightPad);
+    EXPECT_EQ(9, even.low.last);
+    EXPECT_EQ(9, even.high.last);
+    // An odd width: one mirrored column right; the high band is one shorter.
+    const PipeColumnSupport odd = Pipe::getSupport(3, 20, 21, 1)[0];
+    EXPECT_EQ(1, odd.bufferStart);
+    EXPECT_EQ(21, odd.bufferEnd);
+    EXPECT_EQ(1u, odd.rightPad);
+    EXPECT_EQ(10, odd.low.last);
+    EXPECT_EQ(9, odd.high.last);
 }

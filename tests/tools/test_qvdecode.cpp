@@ -133,6 +133,7 @@ TEST_F(QvdecodeTest, RawOutputIsTheSceneOfTheChosenBands)
     const ToolRun run = runTool(QVDECODE_PATH, {m_rgb16, "-o", output, "--layout", "bsq",
                                                 "--region", "5,3,20,11", "--bands", "2,0"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_TRUE(run.err.empty()) << "no progress bar off a terminal: " << run.err;
     const std::vector<uint8_t> written = RastersTest::readBytes(output);
     EXPECT_EQ(written, kRgb16.bsq({2, 0}, 5, 3, 20, 11));
 

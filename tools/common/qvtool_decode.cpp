@@ -48,6 +48,19 @@ bool isDisplayable(const QVIPixel& pixel)
     return colorSpace == QVI_COLORSPACE_GRAYSCALE || colorSpace == QVI_COLORSPACE_RGB;
 }
 
+// Runs `step`, turning the exceptions of value types into their status.
+template <typename Step>
+QVStatus guarded(Step&& step)
+{
+    try {
+        return step();
+    } catch (const QVUtilException& exception) {
+        return exception.getStatus();
+    } catch (const std::bad_alloc&) {
+        return QVI_STS_OutOfMemory;
+    }
+}
+
 // Shows chosen bands of the previous stage, in the chosen order, as the bands
 // 0, 1, ... of an image of their own. Reads go to the previous stage with the
 // same bands in its own numbering, straight into the caller's buffer.
@@ -88,19 +101,23 @@ protected:
     {
         // The caller's bands are positions in this stage's pixel, which are
         // positions in m_sourceBands.
-        std::vector<uint16_t> positions(pixel.getNumBands());
-        for (uint16_t band = 0; band < pixel.getNumBands(); ++band)
-            positions[band] = pixel.getSample(band).getSourceBandIndex();
-        m_readPixel = std::make_unique<QVIPixel>(*m_sourceBands, positions.data(),
-                                                 static_cast<uint16_t>(positions.size()));
-        return getPreviousStage()->readBegin(*m_readPixel, scene);
+        return guarded([&] {
+            std::vector<uint16_t> positions(pixel.getNumBands());
+            for (uint16_t band = 0; band < pixel.getNumBands(); ++band)
+                positions[band] = pixel.getSample(band).getSourceBandIndex();
+            m_readPixel = std::make_unique<QVIPixel>(*m_sourceBands, positions.data(),
+                                                     static_cast<uint16_t>(positions.size()));
+            return getPreviousStage()->readBegin(*m_readPixel, scene);
+        });
     }
 
     QVStatus decodeStrip(QVISceneBuffer& buffer, const QVIScene& stripScene) override
     {
-        QVISceneBuffer inSourceNumbering(*m_readPixel, buffer.getNumCols(), buffer.getNumRows(),
-                                         buffer.getBSQData(), buffer.getTotalNumCols());
-        return getPreviousStage()->readStrip(inSourceNumbering, stripScene);
+        return guarded([&] {
+            QVISceneBuffer inSourceNumbering(*m_readPixel, buffer.getNumCols(), buffer.getNumRows(),
+                                             buffer.getBSQData(), buffer.getTotalNumCols());
+            return getPreviousStage()->readStrip(inSourceNumbering, stripScene);
+        });
     }
 
 private:
@@ -220,14 +237,7 @@ QVStatus pushBandSelection(QVIImageStage*& stage, const std::vector<uint16_t>& b
     BandOrderStage* selection = BandOrderStage::create();
     if (selection == nullptr)
         return QVI_STS_OutOfMemory;
-    QVStatus status = 0;
-    try {
-        status = selection->initialize(stage, bands, displayable);
-    } catch (const QVUtilException& exception) {
-        status = exception.getStatus();
-    } catch (const std::bad_alloc&) {
-        status = QVI_STS_OutOfMemory;
-    }
+    const QVStatus status = guarded([&] { return selection->initialize(stage, bands, displayable); });
     if (status != 0) {
         selection->release();
         return status;
