@@ -29,7 +29,7 @@ cat "$table"
 
 # Notes kept by hand (profiles, where the time goes) follow this line.
 marker='<!-- Kept by scripts/bench.sh: everything below is written by hand. -->'
-notes=$(sed -n "/^$marker\$/,\$p" "$results" 2>/dev/null | tail -n +2 || true)
+notes=$(awk -v m="$marker" 'kept { print } $0 == m { kept = 1 }' "$results" 2>/dev/null || true)
 {
     echo "# Decode benchmarks: ours, OpenJPEG and Grok"
     echo

@@ -1,14 +1,26 @@
 #include "compare_child.h"
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 
 namespace CompareBench {
 
-bool runSelf(const std::vector<std::string>& arguments, long* peakKiB, std::string& error)
+namespace {
+
+void readAll(int fd, std::string& output)
+{
+    char chunk[4096];
+    ssize_t got;
+    while ((got = read(fd, chunk, sizeof chunk)) > 0)
+        output.append(chunk, size_t(got));
+}
+
+}  // namespace
+
+bool runSelf(const std::vector<std::string>& arguments, std::string* output, std::string& error)
 {
     std::vector<char*> argv;
     static char self[] = "/proc/self/exe";
@@ -17,6 +29,11 @@ bool runSelf(const std::vector<std::string>& arguments, long* peakKiB, std::stri
         argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
 
+    int pipeEnds[2] = {-1, -1};
+    if (output && pipe(pipeEnds) != 0) {
+        error = "pipe failed";
+        return false;
+    }
     std::fflush(nullptr);  // what the parent printed comes first
     const pid_t child = fork();
     if (child < 0) {
@@ -24,12 +41,21 @@ bool runSelf(const std::vector<std::string>& arguments, long* peakKiB, std::stri
         return false;
     }
     if (child == 0) {
+        if (output) {
+            dup2(pipeEnds[1], STDOUT_FILENO);
+            close(pipeEnds[0]);
+            close(pipeEnds[1]);
+        }
         execv(self, argv.data());
         _exit(127);
     }
+    if (output) {
+        close(pipeEnds[1]);
+        readAll(pipeEnds[0], *output);
+        close(pipeEnds[0]);
+    }
     int status = 0;
-    rusage usage{};
-    if (wait4(child, &status, 0, &usage) != child) {
+    if (waitpid(child, &status, 0) != child) {
         error = "wait failed";
         return false;
     }
@@ -37,9 +63,20 @@ bool runSelf(const std::vector<std::string>& arguments, long* peakKiB, std::stri
         error = "the child failed";
         return false;
     }
-    if (peakKiB)
-        *peakKiB = usage.ru_maxrss;
     return true;
+}
+
+long peakResidentKiB()
+{
+    std::ifstream status("/proc/self/status");
+    std::string key;
+    long value = 0;
+    while (status >> key) {
+        if (key == "VmHWM:" && status >> value)
+            return value;
+        status.ignore(4096, '\n');
+    }
+    return 0;
 }
 
 }  // namespace CompareBench

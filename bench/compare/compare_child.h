@@ -8,8 +8,13 @@
 
 namespace CompareBench {
 
-// Runs this program with `arguments`; with `peakKiB`, answers the child's
-// peak resident set size. False if it can't start or ends in failure.
-bool runSelf(const std::vector<std::string>& arguments, long* peakKiB, std::string& error);
+// Runs this program with `arguments`; with `output`, collects what the child
+// writes to its standard output. False if it can't start or ends in failure.
+bool runSelf(const std::vector<std::string>& arguments, std::string* output, std::string& error);
+
+// The peak resident set of this process in KiB (VmHWM), 0 if unknown. Read
+// in the child itself: a count taken by the parent would include the pages
+// the child shared with it between fork and exec.
+long peakResidentKiB();
 
 }  // namespace CompareBench

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -35,6 +36,7 @@ namespace {
 constexpr DecoderKind kAllDecoders[] = {DecoderKind::Ours, DecoderKind::OpenJpeg, DecoderKind::Grok};
 constexpr uint32_t kRegionSide = 512;
 constexpr unsigned kMemoryThreads = 2;
+constexpr const char* kProcessCpuCounter = "process_cpu_s";
 
 struct Options {
     DataOptions data{"bench-data", ORVANETICS_COMPARE_PHOTOS};
@@ -162,6 +164,21 @@ void checkDecodes(const TestImage& image, const DataOptions& data, Results& resu
     }
 }
 
+double processCpuSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) * 1e-9;
+}
+
+// The CPU time of all the process's threads, which a busy machine distorts
+// far less than the wall time, goes into a counter.
+void setCpuCounter(benchmark::State& state, double startCpu)
+{
+    state.counters[kProcessCpuCounter] =
+        benchmark::Counter(processCpuSeconds() - startCpu, benchmark::Counter::kAvgIterations);
+}
+
 void runDecodes(benchmark::State& state, DecoderKind kind, const std::string& path, const Workload& workload,
                 const Window& window)
 {
@@ -172,15 +189,19 @@ void runDecodes(benchmark::State& state, DecoderKind kind, const std::string& pa
         const Window corner{0, 0, kRegionSide, kRegionSide};
         if (!decoder->open(path, workload.reduce, workload.threads) || !decoder->decode(corner, nullptr))
             return failed();
+        const double startCpu = processCpuSeconds();
         for (auto _ : state)
             if (!decoder->decode(window, nullptr))
                 return failed();
+        setCpuCounter(state, startCpu);
         decoder->close();
         return;
     }
+    const double startCpu = processCpuSeconds();
     for (auto _ : state)
         if (!decodeOnce(*decoder, path, workload.reduce, workload.threads, window, nullptr))
             return failed();
+    setCpuCounter(state, startCpu);
 }
 
 void registerDecodes(const std::vector<TestImage>& images, const Options& options, unsigned threads)
@@ -218,8 +239,10 @@ public:
             Timing& timing = m_results.timings[run.run_name.function_name];
             if (run.error_occurred)
                 timing.error = run.error_message;
-            else if (run.iterations > 0)
+            else if (run.iterations > 0) {
                 timing.seconds.push_back(run.real_accumulated_time / double(run.iterations));
+                timing.cpuSeconds.push_back(run.counters.at(kProcessCpuCounter));
+            }
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -235,9 +258,11 @@ void measureMemory(const TestImage& image, Results& results)
         row.image = image.label;
         row.decoder = decoder;
         const auto start = std::chrono::steady_clock::now();
-        std::string error;
-        if (!runSelf(arguments, &row.peakKiB, error))
+        std::string error, output;
+        if (!runSelf(arguments, &output, error))
             row.error = error;
+        else if (std::sscanf(output.c_str(), "peak_kib %ld", &row.peakKiB) != 1)
+            row.error = "no peak reported";
         row.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         std::fprintf(stderr, "peak RSS %s %s: %ld KiB\n", image.key.c_str(), decoder.c_str(), row.peakKiB);
         results.memory.push_back(row);
@@ -256,8 +281,10 @@ void measureMemory(const TestImage& image, Results& results)
 // A whole decode at magnification 1 of ours streams to a null writer.
 int runDecodeChild(int argc, char** argv)
 {
-    if (argc >= 3 && std::strcmp(argv[2], "none") == 0)
+    if (argc >= 3 && std::strcmp(argv[2], "none") == 0) {
+        std::printf("peak_kib %ld\n", peakResidentKiB());
         return 0;
+    }
     DecoderKind kind;
     if (argc < 5 || !decoderKindFromName(argv[2], kind))
         return 2;
@@ -280,6 +307,8 @@ int runDecodeChild(int argc, char** argv)
     }
     if (!ok)
         std::fprintf(stderr, "%s: %s\n", argv[2], error.c_str());
+    else
+        std::printf("peak_kib %ld\n", peakResidentKiB());
     return ok ? 0 : 1;
 }
 
@@ -299,8 +328,8 @@ int runTimingChild(const Options& options, unsigned threads, const std::string& 
     benchmark::RunSpecifiedBenchmarks(&reporter);
     std::ofstream out(resultPath);
     for (const auto& [name, timing] : results.timings) {
-        for (double seconds : timing.seconds)
-            out << name << '\t' << seconds << '\n';
+        for (size_t i = 0; i < timing.seconds.size(); ++i)
+            out << name << '\t' << timing.seconds[i] << '\t' << timing.cpuSeconds[i] << '\n';
         if (!timing.error.empty())
             out << name << "\terror\t" << timing.error << '\n';
     }
@@ -320,8 +349,10 @@ void readTimings(const std::string& path, Results& results)
         Timing& timing = results.timings[name];
         if (value == "error")
             timing.error = text;
-        else
+        else {
             timing.seconds.push_back(std::stod(value));
+            timing.cpuSeconds.push_back(std::stod(text));
+        }
     }
 }
 

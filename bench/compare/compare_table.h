@@ -21,7 +21,8 @@ struct Workload {
 };
 
 struct Timing {
-    std::vector<double> seconds;  // one per repetition
+    std::vector<double> seconds;     // wall time, one per repetition
+    std::vector<double> cpuSeconds;  // CPU time of all the process's threads, likewise
     std::string error;
 };
 

@@ -50,14 +50,41 @@ QVStatus reportFailure(QVStatus status);
 
 }  // namespace QVIOByteOrder
 
+// What a reader and a writer over a stream share: the position, and moving
+// a large count of bytes in pieces that the stream interface can take.
+class QVIOStreamCursor {
+public:
+    explicit QVIOStreamCursor(QVIOStreamInf& stream) : m_stream(stream) {}
+
+    QVIOStreamInf& getStream() const { return m_stream; }
+
+    // Negative on failure.
+    int64_t tell() { return m_stream.tell(); }
+    QVStatus seek(int64_t offset, QVIOSeekDir dir = QVIO_SEEK_BEGIN) { return m_stream.seek(offset, dir); }
+    QVStatus skip(int64_t count) { return m_stream.seek(count, QVIO_SEEK_CURRENT); }
+
+protected:
+    // Calls transfer(done, piece) until count bytes are moved; `failure` as
+    // soon as a piece moves fewer bytes than asked.
+    template <class Transfer>
+    static QVStatus inPieces(size_t count, QVStatus failure, Transfer transfer) {
+        for (size_t done = 0; done < count;) {
+            const uint32_t piece = count - done > 0x40000000u ? 0x40000000u : static_cast<uint32_t>(count - done);
+            if (transfer(done, piece) != piece) return QVIOByteOrder::reportFailure(failure);
+            done += piece;
+        }
+        return 0;
+    }
+
+    QVIOStreamInf& m_stream;
+};
+
 // Reads values stored in the given byte order. Holds only a reference: it is
 // cheap to make one on the stack wherever a stream is to be parsed.
 template <bool BigEndian>
-class QVIOStreamReader {
+class QVIOStreamReader : public QVIOStreamCursor {
 public:
-    explicit QVIOStreamReader(QVIOStreamInf& stream) : m_stream(stream) {}
-
-    QVIOStreamInf& getStream() const { return m_stream; }
+    using QVIOStreamCursor::QVIOStreamCursor;
 
     QVStatus readUint8(uint8_t& value) { return readValue(value); }
     QVStatus readInt8(int8_t& value) { return readValue(value); }
@@ -85,22 +112,9 @@ public:
 
     // Exactly count bytes, or 2001.
     QVStatus readBytes(uint8_t* buffer, size_t count) {
-        while (count > 0) {
-            uint32_t chunk = count > 0x40000000u ? 0x40000000u : static_cast<uint32_t>(count);
-            if (m_stream.read(buffer, chunk) != chunk)
-                return QVIOByteOrder::reportFailure(QVI_STS_Tavix_ReadError);
-            buffer += chunk;
-            count -= chunk;
-        }
-        return 0;
+        return inPieces(count, QVI_STS_Tavix_ReadError,
+                        [&](size_t done, uint32_t piece) { return m_stream.read(buffer + done, piece); });
     }
-
-    // Negative on failure.
-    int64_t tell() { return m_stream.tell(); }
-    QVStatus seek(int64_t offset, QVIOSeekDir dir = QVIO_SEEK_BEGIN) {
-        return m_stream.seek(offset, dir);
-    }
-    QVStatus skip(int64_t count) { return m_stream.seek(count, QVIO_SEEK_CURRENT); }
 
 private:
     template <class T>
@@ -120,16 +134,13 @@ private:
         return 0;
     }
 
-    QVIOStreamInf& m_stream;
 };
 
 // Writes values in the given byte order; a short write gives 2002.
 template <bool BigEndian>
-class QVIOStreamWriter {
+class QVIOStreamWriter : public QVIOStreamCursor {
 public:
-    explicit QVIOStreamWriter(QVIOStreamInf& stream) : m_stream(stream) {}
-
-    QVIOStreamInf& getStream() const { return m_stream; }
+    using QVIOStreamCursor::QVIOStreamCursor;
 
     QVStatus writeUint8(uint8_t value) { return writeValue(value); }
     QVStatus writeInt8(int8_t value) { return writeValue(value); }
@@ -155,21 +166,9 @@ public:
 
     // Exactly count bytes, or 2002.
     QVStatus writeBytes(const uint8_t* buffer, size_t count) {
-        while (count > 0) {
-            uint32_t chunk = count > 0x40000000u ? 0x40000000u : static_cast<uint32_t>(count);
-            if (m_stream.write(buffer, chunk) != chunk)
-                return QVIOByteOrder::reportFailure(QVI_STS_Tavix_WriteError);
-            buffer += chunk;
-            count -= chunk;
-        }
-        return 0;
+        return inPieces(count, QVI_STS_Tavix_WriteError,
+                        [&](size_t done, uint32_t piece) { return m_stream.write(buffer + done, piece); });
     }
-
-    int64_t tell() { return m_stream.tell(); }
-    QVStatus seek(int64_t offset, QVIOSeekDir dir = QVIO_SEEK_BEGIN) {
-        return m_stream.seek(offset, dir);
-    }
-    QVStatus skip(int64_t count) { return m_stream.seek(count, QVIO_SEEK_CURRENT); }
 
 private:
     template <class T>
@@ -180,7 +179,6 @@ private:
         return 0;
     }
 
-    QVIOStreamInf& m_stream;
 };
 
 }  // namespace Orvanetics

@@ -10,6 +10,7 @@
 #include "qvi_geoCoord.h"
 #include "tavix_singleImageReader.h"
 #include "xr3_container.h"
+#include "xr3_imageInfo.h"
 #include "xr3_planeSource.h"
 
 namespace Orvanetics {
@@ -20,13 +21,6 @@ constexpr uint8_t kMagic[4] = {'t', 'v', 'x', 'd'};
 // A sum of full tables from which a default memory usage turns small.
 constexpr uint64_t kLargeMosaicTableMemory = 0x10000001;
 
-QVStatus fail(QVStatus status)
-{
-    QVUtilStatusData::pushBegin(status);
-    QVUtilStatusData::pushEnd();
-    return status;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -36,7 +30,7 @@ QVStatus TavixImageReaderInterface::getTavixGeneration(const uint8_t* bytes, uin
                                                        bool& isRaster)
 {
     if (bytes == nullptr || std::memcmp(bytes, kMagic, sizeof kMagic) != 0)
-        return fail(kStsTavixInvalidFileFormat);
+        return xr3Fail(kStsTavixInvalidFileFormat);
     switch (bytes[4]) {
     case 1:
     case 2:
@@ -52,7 +46,7 @@ QVStatus TavixImageReaderInterface::getTavixGeneration(const uint8_t* bytes, uin
         isRaster = false;
         return 0;
     default:
-        return fail(kStsTavixUnsupportedVersion);
+        return xr3Fail(kStsTavixUnsupportedVersion);
     }
 }
 
@@ -68,7 +62,7 @@ QVStatus TavixImageReaderInterface::readHeaderBytes(QVIOStreamInf& stream, uint8
     const QVStatus readError = count < kHeaderLength ? stream.getLastError() : 0;
     const QVStatus seekStatus = stream.seek(0, QVIO_SEEK_BEGIN);
     if (count < kHeaderLength)
-        return readError != 0 ? readError : fail(kStsTavixInvalidFileFormat);
+        return readError != 0 ? readError : xr3Fail(kStsTavixInvalidFileFormat);
     return seekStatus;
 }
 
@@ -86,7 +80,7 @@ QVStatus TavixImageReaderInterface::getTavixGeneration(const QVFileSpec& fileSpe
 {
     QVIOStreamInf* stream = QVIOStreamUtils::openFileStream(fileSpec, "rb");
     if (stream == nullptr)
-        return fail(QVI_STS_Core_OpenError);
+        return xr3Fail(QVI_STS_Core_OpenError);
     const QVStatus status = getTavixGeneration(*stream, generation, isRaster);
     QVIOStreamUtils::closeStream(stream);
     return status;
@@ -137,7 +131,7 @@ QVStatus TavixImageStageManager::initialize(QVIOStreamInf* stream, TavixMemoryUs
                                             TavixStreamUsage streamUsage)
 {
     if (stream == nullptr)
-        return fail(QVI_STS_BadParam);
+        return xr3Fail(QVI_STS_BadParam);
     if (const QVStatus status = TavixImageReaderInterface::readHeaderBytes(*stream, m_headerBytes))
         return status;
     m_stream = stream;
@@ -148,11 +142,11 @@ QVStatus TavixImageStageManager::initialize(QVIOStreamInf* stream, TavixMemoryUs
     if (generation == 2)
         return init(1, memoryUsage, streamUsage);
     if (!isRaster)
-        return fail(kStsTavixNotRaster);
+        return xr3Fail(kStsTavixNotRaster);
     m_container.reset(new (std::nothrow)
                           XR3FileSimpleContainer(*stream, streamUsage == TAVIX_STREAM_USAGE_ALWAYS_OPEN));
     if (!m_container)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     if (const QVStatus status = m_container->initialize())
         return status;
     return init(uint32_t(m_container->getImageList().size()), memoryUsage, streamUsage);
@@ -176,7 +170,7 @@ QVStatus TavixImageStageManager::init(uint32_t numImages, TavixMemoryUsage memor
             }
         }
     } catch (const std::bad_alloc&) {
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     }
     updateKindFlags();
     setNumImages(uint32_t(m_tiles.size()));
@@ -191,7 +185,7 @@ QVStatus TavixImageStageManager::addTile(uint32_t imageNumber, uint32_t imageTyp
     case XR3_IMAGETYPE_XR2: tile.kind = TAVIX_TILE_XR2; break;
     case XR3_IMAGETYPE_XR3: tile.kind = TAVIX_TILE_XR3; break;
     case XR3_IMAGETYPE_XR4: tile.kind = TAVIX_TILE_XR4; break;
-    default: return fail(kStsTavixUnknownTileFormat);
+    default: return xr3Fail(kStsTavixUnknownTileFormat);
     }
     if (m_container->hasOverviewImage() && imageNumber == m_container->getOverviewImageNumber()) {
         m_overview = tile;
@@ -224,7 +218,7 @@ QVStatus TavixImageStageManager::updateMemoryModel()
         if (desc.type == XR3_IMAGETYPE_XR2)
             continue;
         if (desc.type != XR3_IMAGETYPE_XR3 && desc.type != XR3_IMAGETYPE_XR4) {
-            status = fail(kStsTavixUnknownTileFormat);
+            status = xr3Fail(kStsTavixUnknownTileFormat);
             break;
         }
         uint64_t usage = 0;
@@ -267,7 +261,7 @@ QVStatus TavixImageStageManager::findTileId(uint32_t imageNumber, uint32_t& inde
             return 0;
         }
     }
-    return fail(QVI_STS_BadParam);
+    return xr3Fail(QVI_STS_BadParam);
 }
 
 bool TavixImageStageManager::isOptimizable() const
@@ -303,7 +297,7 @@ QVStatus TavixImageStageManager::createTileReader(uint32_t index, TavixSingleIma
 {
     reader = nullptr;
     if (index >= m_tiles.size())
-        return fail(QVI_STS_BadParam);
+        return xr3Fail(QVI_STS_BadParam);
     return createReaderFor(m_tiles[index], reader);
 }
 
@@ -322,7 +316,7 @@ QVStatus TavixImageStageManager::createReaderFor(TileInfo& tile, TavixSingleImag
     case TAVIX_TILE_XR4: status = createXR4Reader(tile, reader); break;
     case TAVIX_TILE_XR3: status = createXR3Reader(tile, reader); break;
     case TAVIX_TILE_XR2: status = createXR2Reader(tile, reader); break;
-    default: return fail(kStsTavixUnknownTileFormat);
+    default: return xr3Fail(kStsTavixUnknownTileFormat);
     }
     if (status != 0)
         return status;
@@ -339,7 +333,7 @@ QVStatus TavixImageStageManager::createXR2Reader(const TileInfo&, TavixSingleIma
 {
     // XR2 images are read by a reader of their own, which this library does not have yet.
     reader = nullptr;
-    return fail(kStsTavixNotImplemented);
+    return xr3Fail(kStsTavixNotImplemented);
 }
 
 namespace {
@@ -350,7 +344,7 @@ QVStatus createSingleReader(TavixImageStageManager* manager, const TavixImageSta
 {
     Reader* created = Reader::create();
     if (created == nullptr)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     const QVStatus status = created->protectedInit(manager, manager->getContainer(), tile.imageNumber, nullptr,
                                                    manager->getMemoryUsage(), manager->getStreamUsage());
     if (status != 0) {
@@ -394,10 +388,10 @@ QVStatus TavixImageReader::initialize(const QVFileSpec& fileSpec, bool useWorldF
                                       TavixStreamUsage streamUsage)
 {
     if (m_manager != nullptr)
-        return fail(QVI_STS_BadContext);
+        return xr3Fail(QVI_STS_BadContext);
     m_manager = TavixImageStageManager::create();
     if (m_manager == nullptr)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     if (const QVStatus status = m_manager->initialize(fileSpec, memoryUsage, streamUsage))
         return status;
     if (const QVStatus status = protectedInit(nullptr, false))
@@ -409,12 +403,12 @@ QVStatus TavixImageReader::initialize(QVIOStreamInf* stream, QVIOStreamInf* worl
                                       TavixMemoryUsage memoryUsage, TavixStreamUsage streamUsage)
 {
     if (m_manager != nullptr)
-        return fail(QVI_STS_BadContext);
+        return xr3Fail(QVI_STS_BadContext);
     if (stream == nullptr)
-        return fail(QVI_STS_BadParam);
+        return xr3Fail(QVI_STS_BadParam);
     m_manager = TavixImageStageManager::create();
     if (m_manager == nullptr)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     if (const QVStatus status = m_manager->initialize(stream, memoryUsage, streamUsage))
         return status;
     return protectedInit(worldFileStream, false);
@@ -440,13 +434,13 @@ QVStatus TavixImageReader::createSingleStage()
     case 0:
         // A file of an overview alone shows the overview.
         if (!m_manager->hasOverviewImage())
-            return fail(kStsTavixInvalidFileFormat);
+            return xr3Fail(kStsTavixInvalidFileFormat);
         return m_manager->createOverviewReader(m_single);
     case 1:
         return m_manager->createTileReader(0, m_single);
     default:
         // Several images make a mosaic, which this library does not read yet.
-        return fail(kStsTavixNotImplemented);
+        return xr3Fail(kStsTavixNotImplemented);
     }
 }
 

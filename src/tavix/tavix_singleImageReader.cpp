@@ -18,16 +18,6 @@ namespace Orvanetics {
 
 namespace {
 
-// The finest magnification a wavelet image is served at: 2^20.
-constexpr int32_t kFinestLevel = -20;
-
-QVStatus fail(QVStatus status)
-{
-    QVUtilStatusData::pushBegin(status);
-    QVUtilStatusData::pushEnd();
-    return status;
-}
-
 XR3MemoryModel toMemoryModel(TavixMemoryUsage usage, bool& valid)
 {
     valid = true;
@@ -60,7 +50,7 @@ QVStatus TavixSingleImageReaderBase::attachManager(TavixImageStageManager* manag
         m_manager->release();
     m_manager = manager;
     if (manager == nullptr)
-        return fail(QVI_STS_BadParam);
+        return xr3Fail(QVI_STS_BadParam);
     return initInterface(manager->getTavixVersion(), memoryUsage, streamUsage);
 }
 
@@ -91,7 +81,7 @@ QVStatus XR3SingleImageReader::initialize(QVIOStreamInf* stream, uint32_t imageN
 {
     TavixImageStageManager* manager = TavixImageStageManager::create();
     if (manager == nullptr)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     return initializeOnManager(manager, manager->initialize(stream, memoryUsage, streamUsage), imageNumber,
                                worldFileStream);
 }
@@ -101,7 +91,7 @@ QVStatus XR3SingleImageReader::initialize(const QVFileSpec& fileSpec, uint32_t i
 {
     TavixImageStageManager* manager = TavixImageStageManager::create();
     if (manager == nullptr)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     QVStatus status =
         initializeOnManager(manager, manager->initialize(fileSpec, memoryUsage, streamUsage), imageNumber, nullptr);
     if (status == 0 && useWorldFile) {
@@ -116,7 +106,7 @@ QVStatus XR3SingleImageReader::initializeOnManager(TavixImageStageManager* manag
 {
     QVStatus status = managerStatus;
     if (status == 0 && manager->getContainer() == nullptr)
-        status = fail(kStsTavixUnknownTileFormat);
+        status = xr3Fail(kStsTavixUnknownTileFormat);
     if (status == 0) {
         status = protectedInit(manager, manager->getContainer(), imageNumber, worldFileStream,
                                manager->getMemoryUsage(), manager->getStreamUsage());
@@ -130,7 +120,7 @@ QVStatus XR3SingleImageReader::protectedInit(TavixImageStageManager* manager, XR
                                              TavixMemoryUsage memoryUsage, TavixStreamUsage streamUsage)
 {
     if (container == nullptr)
-        return fail(QVI_STS_BadParam);
+        return xr3Fail(QVI_STS_BadParam);
     m_container = container;
     m_imageNumber = imageNumber;
     QVStatus status = attachManager(manager, memoryUsage, streamUsage);
@@ -141,7 +131,7 @@ QVStatus XR3SingleImageReader::protectedInit(TavixImageStageManager* manager, XR
 
     m_imageSource.reset(new (std::nothrow) XR3ImageSource(*container, imageNumber));
     if (!m_imageSource)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     if ((status = m_imageSource->initialize()) != 0 || (status = checkVirtualImage()) != 0 ||
         (status = loadMetadata()) != 0)
         return status;
@@ -152,7 +142,7 @@ QVStatus XR3SingleImageReader::protectedInit(TavixImageStageManager* manager, XR
         if ((status = loadPixelProps(pixel)) != 0 || (status = loadDynamicRange(pixel)) != 0 ||
             (status = loadBackgroundPixels(pixel)) != 0 || (status = loadLookupTable(pixel)) != 0)
             return status;
-        setMagnification(QVMath::levelToMag(getNumLevels()), QVMath::levelToMag(kFinestLevel));
+        setMagnification(QVMath::levelToMag(getNumLevels()), QVMath::levelToMag(kXR3FinestLevel));
         if ((status = loadGeoCoord()) != 0)
             return status;
         if (worldFileStream != nullptr) {
@@ -178,7 +168,7 @@ QVStatus XR3SingleImageReader::checkVirtualImage() const
     const bool badCrop = m_imageSource->isCropped() &&
                          (info.cropX0 < 0 || info.cropY0 < 0 || info.cropX1 < info.cropX0 || info.cropY1 < info.cropY0);
     if (badCrop || info.scale < 0 || info.scale > int32_t(info.numLevels))
-        return fail(QVI_STS_Tavix_CorruptFile);
+        return xr3Fail(QVI_STS_Tavix_CorruptFile);
     return 0;
 }
 
@@ -196,9 +186,9 @@ QVStatus XR3SingleImageReader::loadPixelProps(QVIPixel& pixel)
     const QVIColorSpace colorSpace = XR3Type::toSDK(info.inputColorSpace);
     const QVIDataType dataType = XR3Type::toSDK(info.dataType);
     if (colorSpace == QVI_COLORSPACE_INVALID)
-        return fail(QVI_STS_TavixReader_UnsupportedColorSpace);
+        return xr3Fail(QVI_STS_TavixReader_UnsupportedColorSpace);
     if (dataType == QVI_DATATYPE_INVALID)
-        return fail(QVI_STS_TavixReader_UnsupportedDataType);
+        return xr3Fail(QVI_STS_TavixReader_UnsupportedDataType);
     pixel = QVIPixel(colorSpace, info.numBands, dataType);
     // The records may refine the pixel (colour scheme, precision) but not
     // change what is decoded.
@@ -352,11 +342,11 @@ QVStatus XR3SingleImageReader::createDecoder()
     bool valid = false;
     const XR3MemoryModel model = toMemoryModel(getMemoryUsage(), valid);
     if (!valid)
-        return fail(kStsTavixInvalidMemoryModel);
+        return xr3Fail(kStsTavixInvalidMemoryModel);
     std::unique_ptr<XR3FileSimplePlaneSource> planeSource(
         new (std::nothrow) XR3FileSimplePlaneSource(*m_container, m_imageSource->getImageInfo(), model));
     if (!planeSource)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     std::unique_ptr<XR3FilePlaneStoreClient> client;
     QVStatus status = planeSource->initialize();
     if (status == 0)
@@ -365,7 +355,7 @@ QVStatus XR3SingleImageReader::createDecoder()
         return status;
     XR3FileSimpleDecoderTool* tool = XR3FileSimpleDecoderTool::create();
     if (tool == nullptr)
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     if ((status = tool->init(*planeSource, *client)) != 0) {
         tool->release();
         return status;
@@ -389,7 +379,7 @@ QVStatus XR3SingleImageReader::decodeBegin(const QVIPixel& pixel, const QVIScene
     } catch (const QVUtilException& exception) {
         status = exception.getStatus();
     } catch (const std::bad_alloc&) {
-        status = fail(QVI_STS_OutOfMemory);
+        status = xr3Fail(QVI_STS_OutOfMemory);
     }
     if (status == 0)
         status = m_decoderTool->decodeBegin(m_decodedPixel ? *m_decodedPixel : pixel, scene);
@@ -406,9 +396,9 @@ QVStatus XR3SingleImageReader::planBands(const QVIPixel& pixel)
     for (uint16_t b = 0; b < pixel.getNumBands(); ++b) {
         const uint16_t band = pixel.getSample(b).getSourceBandIndex();
         if (band >= info.numBands)
-            return fail(QVI_STS_Core_MismatchNumBands);
+            return xr3Fail(QVI_STS_Core_MismatchNumBands);
         if (wanted.isSet(band) && !allowsRepeatedBands())
-            return fail(QVI_STS_Tavix_BadBandSelection);
+            return xr3Fail(QVI_STS_Tavix_BadBandSelection);
         ascending = ascending && (b == 0 || band > pixel.getSample(b - 1).getSourceBandIndex());
         wanted.set(band);
     }
@@ -444,7 +434,7 @@ QVStatus XR3SingleImageReader::planBands(const QVIPixel& pixel)
 QVStatus XR3SingleImageReader::decodeStrip(QVISceneBuffer& buffer, const QVIScene& stripScene)
 {
     if (m_decoderTool == nullptr)
-        return fail(QVI_STS_BadContext);
+        return xr3Fail(QVI_STS_BadContext);
     if (!m_decodedPixel)
         return m_decoderTool->decodeStrip(buffer, stripScene);
     try {
@@ -452,7 +442,7 @@ QVStatus XR3SingleImageReader::decodeStrip(QVISceneBuffer& buffer, const QVIScen
     } catch (const QVUtilException& exception) {
         return exception.getStatus();
     } catch (const std::bad_alloc&) {
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     }
 }
 
@@ -505,7 +495,7 @@ QVStatus XR4SingleImageReader::getPerBandCompressionRatios(bool withAlpha, std::
         for (uint16_t band = 0; band < numBands && band < sizes.size(); ++band)
             ratios.push_back(sizes[band] == 0 ? 0.0 : rawBandSize / double(sizes[band]));
     } catch (const std::bad_alloc&) {
-        return fail(QVI_STS_OutOfMemory);
+        return xr3Fail(QVI_STS_OutOfMemory);
     }
     numBands = uint16_t(ratios.size());
     return 0;

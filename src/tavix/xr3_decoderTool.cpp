@@ -119,7 +119,7 @@ QVStatus XR3DecoderTool::initImage()
         return exception.getStatus();
     }
     setDimensions(m_info.width, m_info.height);
-    setMagnification(QVMath::levelToMag(m_info.numLevels), QVMath::levelToMag(-20));
+    setMagnification(QVMath::levelToMag(m_info.numLevels), QVMath::levelToMag(kXR3FinestLevel));
     return setDefaultGeoCoord(*this);
 }
 
@@ -226,10 +226,17 @@ QVStatus XR3DecoderTool::decodeStrip(QVISceneBuffer& buffer, const QVIScene& str
     ++m_numStrips;
     if (rect.isEmpty())
         return 0;
-    // Rows or columns of the strip outside the decode rectangle stay untouched.
-    QVISceneBuffer target(buffer, uint32_t(rect.x0 - requested.x0), uint32_t(rect.y0 - requested.y0),
-                          uint32_t(XR3RectOps::width(rect)), uint32_t(XR3RectOps::height(rect)));
-    const QVStatus status = m_decoder->decodeStrip(rect, target);
+    QVStatus status = 0;
+    try {
+        // Rows or columns of the strip outside the decode rectangle stay untouched.
+        QVISceneBuffer target(buffer, uint32_t(rect.x0 - requested.x0), uint32_t(rect.y0 - requested.y0),
+                              uint32_t(XR3RectOps::width(rect)), uint32_t(XR3RectOps::height(rect)));
+        status = m_decoder->decodeStrip(rect, target);
+    } catch (const QVUtilException& exception) {
+        status = exception.getStatus();
+    } catch (const std::bad_alloc&) {
+        status = xr3Fail(QVI_STS_Tavix_OutOfMemory);
+    }
     if (status != 0)
         endDecoder();
     return status;

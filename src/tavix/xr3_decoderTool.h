@@ -19,6 +19,9 @@ class XR3FilePlaneStoreClient;
 class XR3PlaneSource;
 class XR3PlaneStoreClient;
 
+// The finest level a wavelet image is served at: magnification 2^20.
+constexpr int32_t kXR3FinestLevel = -20;
+
 // Whether the transform runs on the coefficients of the first three bands.
 bool xr3IsCoefficientColorTransform(XR3ColorTransform transform);
 // Every band of `pixel` at the sample value of a coded value (float bands
