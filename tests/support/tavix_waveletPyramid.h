@@ -154,9 +154,17 @@ inline Pyramid makePyramid(const PyramidShape& shape, uint32_t seed) {
 
 // A client that codes coefficients with the real entropy coder when a
 // subblock is asked for. Subclasses say what the coefficients are.
-class CoefficientClient : public XR3PlaneStoreClient {
+// The store is a base listed first, so it is built before the client that
+// keeps a reference to it.
+struct CoefficientClientStore {
+    explicit CoefficientClientStore(const XR3ImageInfo& info) : m_ownStore(info) {}
+    XR3PlaneStore m_ownStore;
+};
+
+class CoefficientClient : private CoefficientClientStore, public XR3PlaneStoreClient {
 public:
-    explicit CoefficientClient(const XR3ImageInfo& info) : XR3PlaneStoreClient(m_store, info), m_store(info) {}
+    explicit CoefficientClient(const XR3ImageInfo& info)
+        : CoefficientClientStore(info), XR3PlaneStoreClient(m_ownStore, info) {}
 
     virtual int32_t coefficient(uint32_t subband, uint16_t band, uint32_t x, uint32_t y) const = 0;
 
@@ -222,7 +230,6 @@ private:
         return data.encode(pointers.data(), w, 0, nullptr, 0);
     }
 
-    XR3PlaneStore m_store;
     mutable std::atomic<uint64_t> m_reads{0};
     mutable std::map<uint64_t, std::unique_ptr<XR3SubblockData>> m_coded;
 };
