@@ -251,18 +251,18 @@ struct CodedShape {
 
 Bytes writeCoded(const CodedShape& shape)
 {
-    TavixImageSpec spec;
-    spec.dataType = shape.dataType;
-    spec.colorSpace = shape.colorSpace;
-    spec.yiq = shape.yiq;
-    spec.version = shape.version;
-    spec.numLevels = 2;
-    spec.subblockSize = 16;
-    spec.planeset.layout = shape.layout;
-    spec.index = shape.index;
+    TavixImageRecipe recipe;
+    recipe.dataType = shape.dataType;
+    recipe.colorSpace = shape.colorSpace;
+    recipe.yiq = shape.yiq;
+    recipe.version = shape.version;
+    recipe.numLevels = 2;
+    recipe.subblockSize = 16;
+    recipe.planeset.layout = shape.layout;
+    recipe.index = shape.index;
     if (shape.withMetadata) {
-        spec.georef = georefSeed(true);
-        spec.xmp = {'<', 'x', '/', '>'};
+        recipe.georef = georefSeed(true);
+        recipe.xmp = {'<', 'x', '/', '>'};
     }
     const uint16_t numBands = shape.colorSpace == XR3_COLORSPACE_GREY ? 1 : 4;
     const bool isSigned = shape.dataType == QVI_DATATYPE_SINT16;
@@ -271,7 +271,7 @@ Bytes writeCoded(const CodedShape& shape)
         return isSigned ? value - 100.0 : value;
     });
     Bytes bytes;
-    if (writeTavixImage(spec, source, bytes) != 0) {
+    if (writeTavixImage(recipe, source, bytes) != 0) {
         std::fprintf(stderr, "fuzz_seeds: could not code %s\n", shape.name);
         std::exit(1);
     }

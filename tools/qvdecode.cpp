@@ -23,7 +23,7 @@ constexpr const char* kProgram = "qvdecode";
 constexpr const char* kUsage = "qvdecode FILE -o OUT [--mag M] [--region X,Y,W,H | --geo-region "
                                "ULX,ULY,LRX,LRY] [--bands LIST] [options]";
 
-constexpr OptionSpec kOptions[] = {
+constexpr OptionDef kOptions[] = {
     {"output", 'o', true},       {"format", 'f', true},       {"mag", 'm', true},
     {"region", 'r', true},       {"geo-region", 'g', true},   {"bands", 'b', true},
     {"strip-height", 's', true}, {"threads", 't', true},      {"image", 'i', true},

@@ -63,16 +63,16 @@ double secondsSince(std::chrono::steady_clock::time_point start)
 QVStatus writeSample(const std::string& path)
 {
     TavixFixture::NaturalImageSource photo(kWidth, kHeight, 3, /*seed*/ 7);
-    TavixFixture::TavixImageSpec spec;
-    spec.dataType = QVI_DATATYPE_UINT8;
-    spec.colorSpace = XR3_COLORSPACE_RGB;
-    spec.yiq = true;
-    spec.numLevels = 5;
+    TavixFixture::TavixImageRecipe recipe;
+    recipe.dataType = QVI_DATATYPE_UINT8;
+    recipe.colorSpace = XR3_COLORSPACE_RGB;
+    recipe.yiq = true;
+    recipe.numLevels = 5;
     XR3GeorefData georef;
     georef.setGeoData(kUpperLeftX, kUpperLeftY, kUpperLeftX + kPixelSize * (kWidth - 1),
                       kUpperLeftY - kPixelSize * (kHeight - 1), kPixelSize, -kPixelSize);
-    spec.georef = georef;
-    return TavixFixture::writeTavixImageFile(spec, photo, path);
+    recipe.georef = georef;
+    return TavixFixture::writeTavixImageFile(recipe, photo, path);
 }
 
 QVStatus runDemo(const std::string& outDir)

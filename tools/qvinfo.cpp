@@ -25,7 +25,7 @@ namespace {
 constexpr const char* kProgram = "qvinfo";
 constexpr const char* kUsage = "qvinfo [--json] [--image N] FILE";
 
-constexpr OptionSpec kOptions[] = {
+constexpr OptionDef kOptions[] = {
     {"json", 'j', false},
     {"image", 'i', true},
     {"help", 'h', false},

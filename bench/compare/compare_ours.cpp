@@ -22,15 +22,15 @@ namespace {
 constexpr double kLossyBitsPerPixel = 2.0;
 constexpr uint32_t kMaxTruncatedPlanes = 12;
 
-TavixFixture::TavixImageSpec losslessSpec(const BenchImage& image)
+TavixFixture::TavixImageRecipe losslessRecipe(const BenchImage& image)
 {
-    TavixFixture::TavixImageSpec spec;
-    spec.dataType = QVI_DATATYPE_UINT8;
-    spec.colorSpace = image.numBands == 3 ? XR3_COLORSPACE_RGB : XR3_COLORSPACE_GREY;
-    spec.yiq = image.numBands == 3;
-    spec.numLevels = 5;
-    spec.subblockSize = 64;
-    return spec;
+    TavixFixture::TavixImageRecipe recipe;
+    recipe.dataType = QVI_DATATYPE_UINT8;
+    recipe.colorSpace = image.numBands == 3 ? XR3_COLORSPACE_RGB : XR3_COLORSPACE_GREY;
+    recipe.yiq = image.numBands == 3;
+    recipe.numLevels = 5;
+    recipe.subblockSize = 64;
+    return recipe;
 }
 
 std::string statusText(const std::string& what, QVStatus status)
@@ -156,11 +156,11 @@ public:
 // The file's bytes with `truncated` low planes left out.
 bool writeTruncated(const BenchImage& image, uint32_t truncated, std::vector<uint8_t>& bytes, std::string& error)
 {
-    TavixFixture::TavixImageSpec spec = losslessSpec(image);
-    spec.truncatePlanes = truncated;
+    TavixFixture::TavixImageRecipe recipe = losslessRecipe(image);
+    recipe.truncatePlanes = truncated;
     TavixFixture::ArraySourceImage<uint8_t> source(image.samples.data(), image.width, image.height,
                                                    uint16_t(image.numBands));
-    const QVStatus status = TavixFixture::writeTavixImage(spec, source, bytes);
+    const QVStatus status = TavixFixture::writeTavixImage(recipe, source, bytes);
     if (status != 0)
         error = statusText("writeTavixImage", status);
     return status == 0;
@@ -204,7 +204,7 @@ bool writeOurs(const BenchImage& image, bool lossy, const std::string& path, std
         return writeLossy(image, path, error);
     TavixFixture::ArraySourceImage<uint8_t> source(image.samples.data(), image.width, image.height,
                                                    uint16_t(image.numBands));
-    const QVStatus status = TavixFixture::writeTavixImageFile(losslessSpec(image), source, path);
+    const QVStatus status = TavixFixture::writeTavixImageFile(losslessRecipe(image), source, path);
     if (status != 0)
         error = statusText("writeTavixImageFile", status);
     return status == 0;

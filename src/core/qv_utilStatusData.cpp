@@ -173,7 +173,7 @@ void QVUtilStatusData::pushString(const char* value) {
     appendArgument(value, value + std::strlen(value));
 }
 
-void QVUtilStatusData::pushFileSpec(const QVFileSpec& spec) { pushString(spec.getUTF8()); }
+void QVUtilStatusData::pushFileSpec(const QVFileSpec& fileSpec) { pushString(fileSpec.getUTF8()); }
 
 QVStatus QVUtilStatusData::popBegin(QVStatus& status) {
     ErrorState* state = activeRecord();

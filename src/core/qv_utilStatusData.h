@@ -57,7 +57,7 @@ public:
     static void pushDouble(double value);
     // A null string appends an empty argument.
     static void pushString(const char* value);
-    static void pushFileSpec(const QVFileSpec& spec);
+    static void pushFileSpec(const QVFileSpec& fileSpec);
     static void pushEnd() {}
 
     // The pops answer 3070 when the record is idle or missing.

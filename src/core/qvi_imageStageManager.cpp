@@ -15,10 +15,10 @@ namespace {
 template <typename Fill>
 QVFileSpec* newFilledSpec(Fill&& fill)
 {
-    std::unique_ptr<QVFileSpec> spec(new (std::nothrow) QVFileSpec());
-    if (!spec || fill(*spec) != 0)
+    std::unique_ptr<QVFileSpec> fileSpec(new (std::nothrow) QVFileSpec());
+    if (!fileSpec || fill(*fileSpec) != 0)
         return nullptr;
-    return spec.release();
+    return fileSpec.release();
 }
 
 // The fill form of a pointer operation: 1 when it hands out nothing.
@@ -80,12 +80,12 @@ QVStatus QVIImageStageManager2::getSupportFileBaseName(uint32_t index, QVFileSpe
 
 QVFileSpec* QVIImageStageManager2::getImageName(uint32_t index)
 {
-    return newFilledSpec([&](QVFileSpec& spec) { return getImageName(index, spec); });
+    return newFilledSpec([&](QVFileSpec& fileSpec) { return getImageName(index, fileSpec); });
 }
 
 QVFileSpec* QVIImageStageManager2::getSupportFileBaseName(uint32_t index)
 {
-    return newFilledSpec([&](QVFileSpec& spec) { return getSupportFileBaseName(index, spec); });
+    return newFilledSpec([&](QVFileSpec& fileSpec) { return getSupportFileBaseName(index, fileSpec); });
 }
 
 void QVIImageStageManager2::setNumImages(uint32_t count)

@@ -47,7 +47,7 @@ public:
     // Defaults to getImageName(index); 1 for none.
     virtual QVStatus getImageName(uint32_t index, QVFileSpec& fileSpec);
     virtual QVStatus getSupportFileBaseName(uint32_t index, QVFileSpec& fileSpec);
-    // Default to the fill forms; a new spec the caller deletes, or null.
+    // Default to the fill forms; a new fileSpec the caller deletes, or null.
     virtual QVFileSpec* getImageName(uint32_t index);
     virtual QVFileSpec* getSupportFileBaseName(uint32_t index);
     void setNumImages(uint32_t count) override;

@@ -45,9 +45,9 @@ XR3ColorSpace codedColorSpace(XR3ColorSpace input, bool yiq) {
     }
 }
 
-XR3Version fileVersion(const TavixImageSpec& spec, const XR3ImageInfo& info) {
-    if (spec.exactVersion) return *spec.exactVersion;
-    if (spec.version == TavixFileVersion::XR4) return XR3Version::getXR4Version();
+XR3Version fileVersion(const TavixImageRecipe& recipe, const XR3ImageInfo& info) {
+    if (recipe.exactVersion) return *recipe.exactVersion;
+    if (recipe.version == TavixFileVersion::XR4) return XR3Version::getXR4Version();
     if (XR3Type::hasAlphaBand(info.inputColorSpace)) return XR3Version::getAlphaVersion();
     if (XR3Type::isSigned(info.dataType)) return XR3Version::getSignedDataVersion();
     if (XR3Type::getColorSpaceWithoutAlpha(info.inputColorSpace) == XR3_COLORSPACE_MULTISPECTRAL)
@@ -72,14 +72,14 @@ void bandExtremes(const SourceImage& source, std::vector<double>& lo, std::vecto
 }
 
 // Quantisation of float data, and the range of the quantised values.
-QVStatus setupQuantization(const TavixImageSpec& spec, const SourceImage& source, XR3ImageInfo& info) {
+QVStatus setupQuantization(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info) {
     const uint16_t bands = source.getNumBands();
-    if (spec.quantizationBits == 0 || spec.quantizationBits > 30) return xr3Fail(kBadArgument);
+    if (recipe.quantizationBits == 0 || recipe.quantizationBits > 30) return xr3Fail(kBadArgument);
     std::vector<double> lo, hi;
     bandExtremes(source, lo, hi);
-    std::vector<QuantizationInfo> quantization = spec.quantization;
+    std::vector<QuantizationInfo> quantization = recipe.quantization;
     if (quantization.empty()) {
-        const double levels = double((1u << spec.quantizationBits) - 1);
+        const double levels = double((1u << recipe.quantizationBits) - 1);
         for (uint16_t b = 0; b < bands; ++b) {
             QuantizationInfo q;
             q.offset = float(lo[b]);
@@ -102,17 +102,17 @@ QVStatus setupQuantization(const TavixImageSpec& spec, const SourceImage& source
     return 0;
 }
 
-QVStatus setupSampleRange(const TavixImageSpec& spec, const SourceImage& source, XR3ImageInfo& info) {
-    if (isFloat(spec.dataType)) {
-        if (QVStatus status = setupQuantization(spec, source, info)) return status;
+QVStatus setupSampleRange(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info) {
+    if (isFloat(recipe.dataType)) {
+        if (QVStatus status = setupQuantization(recipe, source, info)) return status;
     } else {
         int64_t lo = 0, hi = 0;
-        if (!integerRange(spec.dataType, lo, hi)) return xr3Fail(kBadArgument);
+        if (!integerRange(recipe.dataType, lo, hi)) return xr3Fail(kBadArgument);
         info.rangeMin = int32_t(lo);
         info.rangeMax = int32_t(hi);
     }
-    if (spec.rangeMin) info.rangeMin = *spec.rangeMin;
-    if (spec.rangeMax) info.rangeMax = *spec.rangeMax;
+    if (recipe.rangeMin) info.rangeMin = *recipe.rangeMin;
+    if (recipe.rangeMax) info.rangeMax = *recipe.rangeMax;
     return 0;
 }
 
@@ -132,8 +132,8 @@ float subbandWeight(uint32_t subband, uint32_t numLevels) {
 // is complete, its subblocks in parallel, into the planeset content.
 class SubblockRowEncoder : public SubbandRowSink {
 public:
-    SubblockRowEncoder(const XR3ImageInfo& info, const TavixImageSpec& spec, PlanesetContent& content)
-        : m_info(info), m_spec(spec), m_content(content), m_rows(info.numSubbands) {
+    SubblockRowEncoder(const XR3ImageInfo& info, const TavixImageRecipe& recipe, PlanesetContent& content)
+        : m_info(info), m_recipe(recipe), m_content(content), m_rows(info.numSubbands) {
         for (uint32_t s = 0; s < info.numSubbands; ++s)
             m_rows[s].assign(size_t(info.subbands[s].width) * info.subblockSize * info.numBands, 0);
     }
@@ -186,7 +186,7 @@ private:
                 const auto from = rows.begin() + ptrdiff_t((size_t(b) * n + y) * rowWidth + size_t(col) * n);
                 std::copy(from, from + w, block.begin() + ptrdiff_t((size_t(b) * h + y) * w));
             }
-        if (m_spec.yiq) {
+        if (m_recipe.yiq) {
             const size_t area = size_t(w) * h;
             for (size_t i = 0; i < area; ++i) rgbToYiq(block[i], block[area + i], block[2 * area + i]);
         }
@@ -194,8 +194,8 @@ private:
         for (uint16_t b = 0; b < bands; ++b) coefs[b] = block.data() + size_t(b) * w * h;
         XR3MSELut lut;
         lut.subbandWeight = subbandWeight(subband, m_info.numLevels);
-        if (QVStatus status = data.encode(coefs.data(), w, 0, m_spec.planeset.hasMSE ? &lut : nullptr,
-                                          m_spec.truncatePlanes))
+        if (QVStatus status = data.encode(coefs.data(), w, 0, m_recipe.planeset.hasMSE ? &lut : nullptr,
+                                          m_recipe.truncatePlanes))
             return status;
         collectPlanes(data, index, out);
         return 0;
@@ -222,20 +222,20 @@ private:
     }
 
     const XR3ImageInfo& m_info;
-    const TavixImageSpec& m_spec;
+    const TavixImageRecipe& m_recipe;
     PlanesetContent& m_content;
     std::vector<std::vector<int32_t>> m_rows;  // per subband: band by band, n rows of its width
     QVStatus m_status = 0;
 };
 
 // Feeds the source's rows, as coded integers, through the transform.
-QVStatus codeImage(const TavixImageSpec& spec, const SourceImage& source, const XR3ImageInfo& info,
+QVStatus codeImage(const TavixImageRecipe& recipe, const SourceImage& source, const XR3ImageInfo& info,
                    PlanesetContent& content) {
-    SubblockRowEncoder encoder(info, spec, content);
-    StreamingForwardTransform transform(info.width, info.height, info.numBands, info.numLevels, spec.overflow,
+    SubblockRowEncoder encoder(info, recipe, content);
+    StreamingForwardTransform transform(info.width, info.height, info.numBands, info.numLevels, recipe.overflow,
                                         encoder);
     int64_t lo = INT32_MIN, hi = INT32_MAX;
-    if (!isFloat(spec.dataType)) integerRange(spec.dataType, lo, hi);
+    if (!isFloat(recipe.dataType)) integerRange(recipe.dataType, lo, hi);
     std::vector<double> samples(info.width);
     std::vector<int32_t> row(size_t(info.width) * info.numBands);
     for (uint32_t y = 0; y < info.height; ++y) {
@@ -262,17 +262,17 @@ std::vector<uint8_t> georefBytes(const XR3GeorefData& georef, QVStatus& status) 
     return std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength());
 }
 
-QVStatus metadataPackets(const TavixImageSpec& spec, std::vector<std::unique_ptr<XR3Packet>>& packets) {
-    if (!spec.classicalMetadata.empty())
-        packets.push_back(makeMetadataPacket(1, 0, spec.imageNumber, classicalMetadataBytes(spec.classicalMetadata)));
-    if (spec.georef) {
+QVStatus metadataPackets(const TavixImageRecipe& recipe, std::vector<std::unique_ptr<XR3Packet>>& packets) {
+    if (!recipe.classicalMetadata.empty())
+        packets.push_back(makeMetadataPacket(1, 0, recipe.imageNumber, classicalMetadataBytes(recipe.classicalMetadata)));
+    if (recipe.georef) {
         QVStatus status = 0;
-        const std::vector<uint8_t> bytes = georefBytes(*spec.georef, status);
+        const std::vector<uint8_t> bytes = georefBytes(*recipe.georef, status);
         if (status) return status;
-        packets.push_back(makeMetadataPacket(3, 0, spec.imageNumber, bytes));
+        packets.push_back(makeMetadataPacket(3, 0, recipe.imageNumber, bytes));
     }
-    if (!spec.xmp.empty()) packets.push_back(makeMetadataPacket(4, 0, spec.imageNumber, spec.xmp));
-    if (!spec.exif.empty()) packets.push_back(makeMetadataPacket(5, 0, spec.imageNumber, spec.exif));
+    if (!recipe.xmp.empty()) packets.push_back(makeMetadataPacket(4, 0, recipe.imageNumber, recipe.xmp));
+    if (!recipe.exif.empty()) packets.push_back(makeMetadataPacket(5, 0, recipe.imageNumber, recipe.exif));
     return 0;
 }
 
@@ -318,55 +318,55 @@ void rgbToYiq(int32_t& a, int32_t& b, int32_t& c) {
     c = add(sub(t, first), scaled(second, 19637));
 }
 
-QVStatus makeTavixImageInfo(const TavixImageSpec& spec, const SourceImage& source, XR3ImageInfo& info) {
+QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info) {
     info = XR3ImageInfo();
     const uint32_t width = source.getWidth(), height = source.getHeight();
     const uint16_t bands = source.getNumBands();
-    const XR3DataType dataType = isFloat(spec.dataType) ? XR3_DATATYPE_FLOAT32 : XR3Type::toXR3(spec.dataType);
-    const XR3ColorSpace coded = codedColorSpace(spec.colorSpace, spec.yiq);
-    const uint32_t minBands = XR3Type::getMinNumBands(spec.colorSpace);
+    const XR3DataType dataType = isFloat(recipe.dataType) ? XR3_DATATYPE_FLOAT32 : XR3Type::toXR3(recipe.dataType);
+    const XR3ColorSpace coded = codedColorSpace(recipe.colorSpace, recipe.yiq);
+    const uint32_t minBands = XR3Type::getMinNumBands(recipe.colorSpace);
     const uint32_t numLevels =
-        spec.numLevels == TavixImageSpec::kMaxLevels ? XR3ImageInfo::calcMaxNLev(width, height) : spec.numLevels;
-    if (width == 0 || height == 0 || bands == 0 || spec.subblockSize == 0 || dataType == XR3_DATATYPE_INVALID ||
+        recipe.numLevels == TavixImageRecipe::kMaxLevels ? XR3ImageInfo::calcMaxNLev(width, height) : recipe.numLevels;
+    if (width == 0 || height == 0 || bands == 0 || recipe.subblockSize == 0 || dataType == XR3_DATATYPE_INVALID ||
         coded == XR3_COLORSPACE_INVALID || minBands == 0 || bands < minBands ||
-        numLevels > XR3ImageInfo::kMaxNumLevels || spec.truncatePlanes > kXR3PlanesPerBand)
+        numLevels > XR3ImageInfo::kMaxNumLevels || recipe.truncatePlanes > kXR3PlanesPerBand)
         return xr3Fail(kBadArgument);
-    info.imageNumber = spec.imageNumber;
+    info.imageNumber = recipe.imageNumber;
     info.width = width;
     info.height = height;
     info.numLevels = uint8_t(numLevels);
     info.numBands = bands;
-    info.subblockSize = spec.subblockSize;
+    info.subblockSize = recipe.subblockSize;
     info.wordBits = 32;
     info.dataType = dataType;
-    info.inputColorSpace = spec.colorSpace;
+    info.inputColorSpace = recipe.colorSpace;
     info.codedColorSpace = coded;
-    info.colorTransform = XR3ColorTransformSupport::getDefaultTransform(spec.colorSpace, coded);
+    info.colorTransform = XR3ColorTransformSupport::getDefaultTransform(recipe.colorSpace, coded);
     info.codingKindA = 0;
     info.codingKindB = 0;
     info.codingKindC = 0;
     info.spareWords[0] = info.spareWords[1] = 0;
-    info.hasPlaneMSE = spec.planeset.hasMSE;
-    info.locked = spec.planeset.lockValueWidth != 0;
-    info.lockValueWidth = spec.planeset.lockValueWidth;
-    if (spec.crop) info.setCropRect(*spec.crop);
-    info.scale = spec.scale;
-    if (QVStatus status = setupSampleRange(spec, source, info)) return status;
+    info.hasPlaneMSE = recipe.planeset.hasMSE;
+    info.locked = recipe.planeset.lockValueWidth != 0;
+    info.lockValueWidth = recipe.planeset.lockValueWidth;
+    if (recipe.crop) info.setCropRect(*recipe.crop);
+    info.scale = recipe.scale;
+    if (QVStatus status = setupSampleRange(recipe, source, info)) return status;
     if (QVStatus status = info.setup_subbands()) return status;
-    if (spec.crop || spec.scale) info.updateCroppedOrScaled();
+    if (recipe.crop || recipe.scale) info.updateCroppedOrScaled();
     return 0;
 }
 
-QVStatus writeTavixImage(const TavixImageSpec& spec, const SourceImage& source, std::vector<uint8_t>& out) {
+QVStatus writeTavixImage(const TavixImageRecipe& recipe, const SourceImage& source, std::vector<uint8_t>& out) {
     try {
         XR3ImageInfo info;
-        if (QVStatus status = makeTavixImageInfo(spec, source, info)) return status;
+        if (QVStatus status = makeTavixImageInfo(recipe, source, info)) return status;
         PlanesetContent content;
-        if (QVStatus status = codeImage(spec, source, info, content)) return status;
+        if (QVStatus status = codeImage(recipe, source, info, content)) return status;
         std::vector<std::unique_ptr<XR3Packet>> packets;
-        if (QVStatus status = metadataPackets(spec, packets)) return status;
-        out = writeImageFile(info, content, spec.planeset, std::move(packets), spec.index,
-                             fileVersion(spec, info)).bytes;
+        if (QVStatus status = metadataPackets(recipe, packets)) return status;
+        out = writeImageFile(info, content, recipe.planeset, std::move(packets), recipe.index,
+                             fileVersion(recipe, info)).bytes;
         return 0;
     } catch (const std::bad_alloc&) {
         return xr3Fail(QVI_STS_Tavix_OutOfMemory);
@@ -375,9 +375,9 @@ QVStatus writeTavixImage(const TavixImageSpec& spec, const SourceImage& source, 
     }
 }
 
-QVStatus writeTavixImageFile(const TavixImageSpec& spec, const SourceImage& source, const std::string& path) {
+QVStatus writeTavixImageFile(const TavixImageRecipe& recipe, const SourceImage& source, const std::string& path) {
     std::vector<uint8_t> bytes;
-    if (QVStatus status = writeTavixImage(spec, source, bytes)) return status;
+    if (QVStatus status = writeTavixImage(recipe, source, bytes)) return status;
     std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "wb"), &std::fclose);
     if (!file) return xr3Fail(QVI_STS_Tavix_OpenError);
     if (std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return xr3Fail(QVI_STS_Tavix_WriteError);

@@ -1,16 +1,16 @@
 // Test-only writer of complete single-image XR3 and XR4 files from any
 // image: the exact inverse of the wavelet decoder.
 //
-//   TavixFixture::TavixImageSpec spec;
-//   spec.dataType = QVI_DATATYPE_UINT8;
-//   spec.colorSpace = XR3_COLORSPACE_RGB;
-//   spec.yiq = true;                        // coded as YIQ
-//   spec.numLevels = 3;
-//   spec.planeset.layout = XR3_PLANESET_LAYOUT_INTERLEAVED;
+//   TavixFixture::TavixImageRecipe recipe;
+//   recipe.dataType = QVI_DATATYPE_UINT8;
+//   recipe.colorSpace = XR3_COLORSPACE_RGB;
+//   recipe.yiq = true;                        // coded as YIQ
+//   recipe.numLevels = 3;
+//   recipe.planeset.layout = XR3_PLANESET_LAYOUT_INTERLEAVED;
 //   TavixFixture::ArraySourceImage<uint8_t> source(pixels.data(), width, height, 3,
 //                                                  TavixFixture::SampleOrder::PixelInterleaved);
 //   std::vector<uint8_t> bytes;
-//   ASSERT_EQ(0u, TavixFixture::writeTavixImage(spec, source, bytes));
+//   ASSERT_EQ(0u, TavixFixture::writeTavixImage(recipe, source, bytes));
 //
 // The image goes through the forward 5/3 transform row by row
 // (StreamingForwardTransform): each subband keeps one row of subblocks of
@@ -105,7 +105,7 @@ enum class TavixFileVersion {
     XR4,  // 3.4.0.a
 };
 
-struct TavixImageSpec {
+struct TavixImageRecipe {
     // Samples: UINT8 to SINT32 are coded as they are (and must lie in the
     // type's range); FLOAT32 and FLOAT64 are quantised through `quantization`.
     QVIDataType dataType = QVI_DATATYPE_UINT8;
@@ -148,12 +148,12 @@ struct TavixImageSpec {
     std::vector<uint8_t> xmp, exif;
 };
 
-// The header's image info for `spec` over `source`, subbands set up. Float
+// The header's image info for `recipe` over `source`, subbands set up. Float
 // data without quantization reads the source once for its extremes.
-// 2009 for a spec that can't describe the source (too few bands for the
+// 2009 for a recipe that can't describe the source (too few bands for the
 // colour space, YIQ without RGB, a data type without file counterpart,
 // more levels than the size allows, a subblock size of 0).
-QVStatus makeTavixImageInfo(const TavixImageSpec& spec, const SourceImage& source, XR3ImageInfo& info);
+QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info);
 
 // The coded integer of a sample: the sample itself for integer types, the
 // quantised value round((v - offset) / step) for float.
@@ -164,10 +164,10 @@ int64_t codedSample(const XR3ImageInfo& info, uint16_t band, double sample);
 void rgbToYiq(int32_t& a, int32_t& b, int32_t& c);
 void yiqToRgb(int32_t& a, int32_t& b, int32_t& c);
 
-// The whole file. 2009 for a bad spec or a sample outside the data type's
+// The whole file. 2009 for a bad recipe or a sample outside the data type's
 // range, 2012 when memory runs out, otherwise the status of the packet writer.
-QVStatus writeTavixImage(const TavixImageSpec& spec, const SourceImage& source, std::vector<uint8_t>& out);
+QVStatus writeTavixImage(const TavixImageRecipe& recipe, const SourceImage& source, std::vector<uint8_t>& out);
 // The same into a file; 2003 when it can't be created, 2002 on a short write.
-QVStatus writeTavixImageFile(const TavixImageSpec& spec, const SourceImage& source, const std::string& path);
+QVStatus writeTavixImageFile(const TavixImageRecipe& recipe, const SourceImage& source, const std::string& path);
 
 }  // namespace TavixFixture

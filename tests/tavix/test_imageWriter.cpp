@@ -132,17 +132,17 @@ const auto kRaster = XR3_PLANESET_LAYOUT_RASTER_BLOCK;
 
 class WriterMatrix : public ::testing::TestWithParam<WriterCase> {
 protected:
-    TavixImageSpec specOf(const WriterCase& c) const {
-        TavixImageSpec spec;
-        spec.dataType = c.dataType;
-        spec.colorSpace = c.colorSpace;
-        spec.yiq = c.yiq;
-        spec.numLevels = c.levels;
-        spec.subblockSize = c.subblockSize;
-        spec.planeset = c.planeset;
-        spec.overflow.limit = c.overflowLimit;
-        spec.version = c.version;
-        return spec;
+    TavixImageRecipe recipeOf(const WriterCase& c) const {
+        TavixImageRecipe recipe;
+        recipe.dataType = c.dataType;
+        recipe.colorSpace = c.colorSpace;
+        recipe.yiq = c.yiq;
+        recipe.numLevels = c.levels;
+        recipe.subblockSize = c.subblockSize;
+        recipe.planeset = c.planeset;
+        recipe.overflow.limit = c.overflowLimit;
+        recipe.version = c.version;
+        return recipe;
     }
 };
 
@@ -151,7 +151,7 @@ TEST_P(WriterMatrix, LosslessSubblocksDecodeToTheForwardCoefficients) {
     const bool integral = c.dataType != QVI_DATATYPE_FLOAT32;
     NaturalImageSource source(c.width, c.height, c.bands, 3, c.lo, c.hi, integral);
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(specOf(c), source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipeOf(c), source, bytes));
 
     OpenedImage image;
     ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
@@ -180,7 +180,7 @@ TEST_P(WriterMatrix, HeaderAndVersionHoldWhatWasAskedFor) {
     const WriterCase& c = GetParam();
     NaturalImageSource source(c.width, c.height, c.bands, 4, c.lo, c.hi, c.dataType != QVI_DATATYPE_FLOAT32);
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(specOf(c), source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipeOf(c), source, bytes));
     ASSERT_GE(bytes.size(), 8u);
     EXPECT_EQ("tvxd", std::string(bytes.begin(), bytes.begin() + 4));
     const bool xr4 = c.version == TavixFileVersion::XR4;
@@ -287,14 +287,14 @@ int32_t truncatedValue(int32_t coefficient, unsigned planes, uint32_t linearInde
 TEST(ImageWriter, TruncatedFilesDecodeWithTheReconstructionOffset) {
     NaturalImageSource source(83, 66, 2, 8, 0, 4095);
     for (unsigned planes : {1u, 3u, 6u}) {
-        TavixImageSpec spec;
-        spec.dataType = QVI_DATATYPE_UINT16;
-        spec.colorSpace = XR3_COLORSPACE_MULTISPECTRAL;
-        spec.numLevels = 3;
-        spec.subblockSize = 16;
-        spec.truncatePlanes = planes;
+        TavixImageRecipe recipe;
+        recipe.dataType = QVI_DATATYPE_UINT16;
+        recipe.colorSpace = XR3_COLORSPACE_MULTISPECTRAL;
+        recipe.numLevels = 3;
+        recipe.subblockSize = 16;
+        recipe.truncatePlanes = planes;
         std::vector<uint8_t> bytes;
-        ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+        ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
         OpenedImage image;
         ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
         const XR3ImageInfo& info = image.info;
@@ -324,12 +324,12 @@ TEST(ImageWriter, TruncatedFilesDecodeWithTheReconstructionOffset) {
 
 TEST(ImageWriter, CropRectangleNarrowsWhatIsCoded) {
     NaturalImageSource source(120, 90, 1, 12);
-    TavixImageSpec spec;
-    spec.numLevels = 3;
-    spec.subblockSize = 16;
-    spec.crop = QVIGeomRect(30, 20, 69, 59);
+    TavixImageRecipe recipe;
+    recipe.numLevels = 3;
+    recipe.subblockSize = 16;
+    recipe.crop = QVIGeomRect(30, 20, 69, 59);
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
     const auto packets = describePackets(bytes);
     const size_t at = size_t(packets.front().payloadPosition);
     ASSERT_EQ(XR3_PACKET_HEADER, packets.front().type.getType());
@@ -366,12 +366,12 @@ TEST(ImageWriter, CropRectangleNarrowsWhatIsCoded) {
 
 TEST(ImageWriter, PlanesCarryDistortionValuesAndLockValuesMarkTheHeader) {
     NaturalImageSource source(48, 40, 1, 14);
-    TavixImageSpec spec;
-    spec.numLevels = 2;
-    spec.subblockSize = 16;
-    spec.planeset.hasMSE = true;
+    TavixImageRecipe recipe;
+    recipe.numLevels = 2;
+    recipe.subblockSize = 16;
+    recipe.planeset.hasMSE = true;
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
     OpenedImage image;
     ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
     EXPECT_TRUE(image.info.hasPlaneMSE);
@@ -390,9 +390,9 @@ TEST(ImageWriter, PlanesCarryDistortionValuesAndLockValuesMarkTheHeader) {
     EXPECT_GT(present, 5u);
 
     // Lock values make a locked image, which this library does not open.
-    spec.planeset.hasMSE = false;
-    spec.planeset.lockValueWidth = 2;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    recipe.planeset.hasMSE = false;
+    recipe.planeset.lockValueWidth = 2;
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
     const auto packets = describePackets(bytes);
     EXPECT_EQ(0x2u | 0x8u | 0x10u, bigEndian(bytes, size_t(packets.front().payloadPosition), 8));
     OpenedImage locked;
@@ -401,13 +401,13 @@ TEST(ImageWriter, PlanesCarryDistortionValuesAndLockValuesMarkTheHeader) {
 
 TEST(ImageWriter, ScaleIsStoredWithTheCropFields) {
     NaturalImageSource source(64, 48, 1, 13);
-    TavixImageSpec spec;
-    spec.numLevels = 2;
-    spec.subblockSize = 16;
-    spec.scale = 1;
-    spec.crop = QVIGeomRect(0, 0, 31, 23);
+    TavixImageRecipe recipe;
+    recipe.numLevels = 2;
+    recipe.subblockSize = 16;
+    recipe.scale = 1;
+    recipe.crop = QVIGeomRect(0, 0, 31, 23);
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
     const auto packets = describePackets(bytes);
     const size_t at = size_t(packets.front().payloadPosition);
     EXPECT_EQ(0x8002u, bigEndian(bytes, at, 8));
@@ -422,23 +422,23 @@ TEST(ImageWriter, ScaleIsStoredWithTheCropFields) {
 
 TEST(ImageWriter, MetadataPacketsCarryGeoreferenceAndBlobs) {
     GradientImageSource source(40, 30, 3);
-    TavixImageSpec spec;
-    spec.colorSpace = XR3_COLORSPACE_RGB;
-    spec.numLevels = 2;
-    spec.imageNumber = 0;
+    TavixImageRecipe recipe;
+    recipe.colorSpace = XR3_COLORSPACE_RGB;
+    recipe.numLevels = 2;
+    recipe.imageNumber = 0;
     XR3GeorefData georef;
     georef.setGeoData(500000.5, 4200000.5, 500039.5, 4199971.5, 1.0, -1.0);
     georef.setZNumber(33);
-    spec.georef = georef;
+    recipe.georef = georef;
     ClassicalRecord record;
     record.key = "IMAGE::TITLE";
     record.strings = {"sample"};
-    spec.classicalMetadata = {record};
-    spec.xmp = {'<', 'x', '/', '>'};
-    spec.exif = {1, 2, 3};
-    spec.index = IndexKind::Major1Measured;
+    recipe.classicalMetadata = {record};
+    recipe.xmp = {'<', 'x', '/', '>'};
+    recipe.exif = {1, 2, 3};
+    recipe.index = IndexKind::Major1Measured;
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
 
     OpenedImage image;
     ASSERT_EQ(0u, image.open(bytes, XR3_MEMORY_MODEL_FULL));
@@ -452,7 +452,7 @@ TEST(ImageWriter, MetadataPacketsCarryGeoreferenceAndBlobs) {
     EXPECT_DOUBLE_EQ(4199971.5, back.getYLR());
     EXPECT_DOUBLE_EQ(-1.0, back.getYRes());
     EXPECT_EQ(33u, back.getZNumber());
-    for (auto [tag, want] : {std::pair{"xmp", spec.xmp}, {"exif", spec.exif}}) {
+    for (auto [tag, want] : {std::pair{"xmp", recipe.xmp}, {"exif", recipe.exif}}) {
         std::unique_ptr<QVIOStreamInf> blob;
         ASSERT_EQ(0u, reader->getMetadataBlob(0, tag, blob));
         ASSERT_TRUE(blob) << tag;
@@ -470,37 +470,37 @@ TEST(ImageWriter, MetadataPacketsCarryGeoreferenceAndBlobs) {
 
 TEST(ImageWriter, FileAndBytesAreTheSame) {
     NaturalImageSource source(50, 40, 3, 2);
-    TavixImageSpec spec;
-    spec.colorSpace = XR3_COLORSPACE_RGB;
-    spec.yiq = true;
+    TavixImageRecipe recipe;
+    recipe.colorSpace = XR3_COLORSPACE_RGB;
+    recipe.yiq = true;
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
     const std::string path = (std::filesystem::temp_directory_path() / "fixture_imageWriter.xr4").string();
-    ASSERT_EQ(0u, writeTavixImageFile(spec, source, path));
+    ASSERT_EQ(0u, writeTavixImageFile(recipe, source, path));
     std::ifstream in(path, std::ios::binary);
     const std::vector<uint8_t> fromFile((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::remove(path.c_str());
     EXPECT_EQ(bytes, fromFile);
-    EXPECT_EQ(2003u, writeTavixImageFile(spec, source, "/nonexistent-dir/x.xr4"));
+    EXPECT_EQ(2003u, writeTavixImageFile(recipe, source, "/nonexistent-dir/x.xr4"));
 }
 
-TEST(ImageWriter, SpecsThatCannotDescribeTheSourceAreRefused) {
+TEST(ImageWriter, RecipesThatCannotDescribeTheSourceAreRefused) {
     GradientImageSource grey(20, 20, 1), rgb(20, 20, 3);
     std::vector<uint8_t> bytes;
-    TavixImageSpec spec;
-    spec.colorSpace = XR3_COLORSPACE_RGB;
-    EXPECT_EQ(2009u, writeTavixImage(spec, grey, bytes));  // too few bands
-    spec.colorSpace = XR3_COLORSPACE_GREY;
-    spec.yiq = true;
-    EXPECT_EQ(2009u, writeTavixImage(spec, rgb, bytes));  // YIQ needs RGB
-    spec.yiq = false;
-    spec.subblockSize = 0;
-    EXPECT_EQ(2009u, writeTavixImage(spec, rgb, bytes));
-    spec.subblockSize = 16;
+    TavixImageRecipe recipe;
+    recipe.colorSpace = XR3_COLORSPACE_RGB;
+    EXPECT_EQ(2009u, writeTavixImage(recipe, grey, bytes));  // too few bands
+    recipe.colorSpace = XR3_COLORSPACE_GREY;
+    recipe.yiq = true;
+    EXPECT_EQ(2009u, writeTavixImage(recipe, rgb, bytes));  // YIQ needs RGB
+    recipe.yiq = false;
+    recipe.subblockSize = 0;
+    EXPECT_EQ(2009u, writeTavixImage(recipe, rgb, bytes));
+    recipe.subblockSize = 16;
     GradientImageSource tooBright(20, 20, 1, 0, 300);
-    EXPECT_EQ(2009u, writeTavixImage(spec, tooBright, bytes));  // beyond 8 bits
-    spec.dataType = QVI_DATATYPE_UINT16;
-    EXPECT_EQ(0u, writeTavixImage(spec, tooBright, bytes));
+    EXPECT_EQ(2009u, writeTavixImage(recipe, tooBright, bytes));  // beyond 8 bits
+    recipe.dataType = QVI_DATATYPE_UINT16;
+    EXPECT_EQ(0u, writeTavixImage(recipe, tooBright, bytes));
 }
 
 TEST(ImageWriter, ColourTransformIsTheExactInverseOfTheDecoderRule) {
@@ -540,13 +540,13 @@ TEST(ImageWriter, ColourTransformAgreesWithTheLibraryForEveryTriple) {
 
 TEST(ImageWriter, FloatSamplesAreQuantisedOverTheirRange) {
     FunctionSourceImage source(30, 20, 1, [](uint16_t, uint32_t x, uint32_t y) { return -2.0 + 0.01 * (x * 20 + y); });
-    TavixImageSpec spec;
-    spec.dataType = QVI_DATATYPE_FLOAT32;
-    spec.colorSpace = XR3_COLORSPACE_GREY;
-    spec.numLevels = 2;
-    spec.quantizationBits = 12;
+    TavixImageRecipe recipe;
+    recipe.dataType = QVI_DATATYPE_FLOAT32;
+    recipe.colorSpace = XR3_COLORSPACE_GREY;
+    recipe.numLevels = 2;
+    recipe.quantizationBits = 12;
     XR3ImageInfo info;
-    ASSERT_EQ(0u, makeTavixImageInfo(spec, source, info));
+    ASSERT_EQ(0u, makeTavixImageInfo(recipe, source, info));
     ASSERT_EQ(1u, info.quantization.size());
     EXPECT_FLOAT_EQ(-2.0f, info.quantization[0].offset);
     EXPECT_FLOAT_EQ(float(5.99 / 4095), info.quantization[0].step);

@@ -115,20 +115,20 @@ class WrittenFileDecode : public ::testing::TestWithParam<DecodeCase> {};
 TEST_P(WrittenFileDecode, EveryMagnificationIsTheLowLowBandBitForBit) {
     const DecodeCase& c = GetParam();
     NaturalImageSource source(c.width, c.height, c.bands, 21, c.lo, c.hi, c.dataType != QVI_DATATYPE_FLOAT32);
-    TavixImageSpec spec;
-    spec.dataType = c.dataType;
-    spec.colorSpace = c.colorSpace;
-    spec.yiq = c.yiq;
-    spec.numLevels = c.levels;
-    spec.subblockSize = c.subblockSize;
-    spec.planeset.order = c.order;
-    spec.planeset.layout = c.layout;
-    spec.overflow.limit = c.overflowLimit;
-    spec.version = c.version;
+    TavixImageRecipe recipe;
+    recipe.dataType = c.dataType;
+    recipe.colorSpace = c.colorSpace;
+    recipe.yiq = c.yiq;
+    recipe.numLevels = c.levels;
+    recipe.subblockSize = c.subblockSize;
+    recipe.planeset.order = c.order;
+    recipe.planeset.layout = c.layout;
+    recipe.overflow.limit = c.overflowLimit;
+    recipe.version = c.version;
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
     XR3ImageInfo info;
-    ASSERT_EQ(0u, makeTavixImageInfo(spec, source, info));
+    ASSERT_EQ(0u, makeTavixImageInfo(recipe, source, info));
     const std::vector<CoefficientPlane> samples = codedBands(source, info);
 
     for (uint32_t k = 0; k <= c.levels; ++k) {
@@ -136,7 +136,7 @@ TEST_P(WrittenFileDecode, EveryMagnificationIsTheLowLowBandBitForBit) {
         const auto got = readWhole(bytes, k, width, height);
         ASSERT_EQ(c.bands, got.size()) << "reduction " << k;
         for (uint16_t b = 0; b < c.bands; ++b)
-            expectImage(info, b, lowLowAtReduction(samples[b], k, spec.overflow), got[b],
+            expectImage(info, b, lowLowAtReduction(samples[b], k, recipe.overflow), got[b],
                         "band " + std::to_string(b) + " reduction " + std::to_string(k));
     }
 }
@@ -161,14 +161,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(WrittenFileDecode, TruncatedFileGivesTheSynthesisOfItsReconstructedCoefficients) {
     NaturalImageSource source(96, 72, 1, 30, 0, 255);
-    TavixImageSpec spec;
-    spec.numLevels = 3;
-    spec.subblockSize = 16;
-    spec.truncatePlanes = 3;
+    TavixImageRecipe recipe;
+    recipe.numLevels = 3;
+    recipe.subblockSize = 16;
+    recipe.truncatePlanes = 3;
     std::vector<uint8_t> bytes;
-    ASSERT_EQ(0u, writeTavixImage(spec, source, bytes));
+    ASSERT_EQ(0u, writeTavixImage(recipe, source, bytes));
     XR3ImageInfo info;
-    ASSERT_EQ(0u, makeTavixImageInfo(spec, source, info));
+    ASSERT_EQ(0u, makeTavixImageInfo(recipe, source, info));
     WaveletBands bands = forwardTransform(codedBands(source, info)[0], 3);
     // Cut each coefficient to its bits from 3 up; non-zero ones gain 4 at odd
     // and 3 at even positions of their subblock.

@@ -22,7 +22,7 @@ using namespace ReaderDecodeTest;
 
 // One file to decode and the samples it was made from.
 struct Subject {
-    TavixImageSpec spec;
+    TavixImageRecipe recipe;
     uint32_t width = 0;
     uint32_t height = 0;
     uint16_t numBands = 0;
@@ -32,7 +32,7 @@ struct Subject {
     double step = 1.0;  // float: sample = offset + step * coded
     double offset = 0.0;
 
-    bool isFloat() const { return spec.dataType == QVI_DATATYPE_FLOAT32; }
+    bool isFloat() const { return recipe.dataType == QVI_DATATYPE_FLOAT32; }
     // The coded integer of a sample: the sample itself, or its step count for float data.
     int64_t coded(uint16_t band, uint32_t x, uint32_t y) const {
         return rangeMin + int64_t(std::floor(pattern(band, x, y, seed) * double(rangeMax - rangeMin + 1)));
@@ -55,7 +55,7 @@ struct Subject {
         FunctionSourceImage source(width, height, numBands,
                                    [this](uint16_t b, uint32_t x, uint32_t y) { return sample(b, x, y); });
         std::vector<uint8_t> bytes;
-        EXPECT_EQ(0u, writeTavixImage(spec, source, bytes));
+        EXPECT_EQ(0u, writeTavixImage(recipe, source, bytes));
         return bytes;
     }
 };
@@ -63,7 +63,7 @@ struct Subject {
 // Range of the samples of each type; 32-bit data keeps clear of the
 // coefficients' 32-bit limits.
 void setRange(Subject& s) {
-    switch (s.spec.dataType) {
+    switch (s.recipe.dataType) {
     case QVI_DATATYPE_UINT8: s.rangeMin = 0; s.rangeMax = 255; break;
     case QVI_DATATYPE_SINT8: s.rangeMin = -128; s.rangeMax = 127; break;
     case QVI_DATATYPE_UINT16: s.rangeMin = 0; s.rangeMax = 65535; break;
@@ -72,14 +72,14 @@ void setRange(Subject& s) {
     case QVI_DATATYPE_SINT32: s.rangeMin = -(1 << 27); s.rangeMax = (1 << 27) - 1; break;
     default: s.rangeMin = 0; s.rangeMax = 1000; s.step = 0.5; s.offset = -20.0; break;
     }
-    s.spec.rangeMin = int32_t(s.rangeMin);
-    s.spec.rangeMax = int32_t(s.rangeMax);
+    s.recipe.rangeMin = int32_t(s.rangeMin);
+    s.recipe.rangeMax = int32_t(s.rangeMax);
     if (s.isFloat()) {
         QuantizationInfo q;
         q.step = float(s.step);
         q.offset = float(s.offset);
         q.maxValue = float(s.offset + s.step * double(s.rangeMax));
-        s.spec.quantization.assign(s.numBands, q);
+        s.recipe.quantization.assign(s.numBands, q);
     }
 }
 
@@ -101,7 +101,7 @@ std::vector<Subject> rotatingSubjects() {
                                     {XR3_COLORSPACE_CMYK, 4, false},
                                     {XR3_COLORSPACE_RGB, 3, false},
                                     {XR3ColorSpace(XR3_COLORSPACE_GREY | XR3_COLORSPACE_ALPHA_BIT), 2, false}};
-    const uint32_t levels[] = {0, 1, 2, 3, TavixImageSpec::kMaxLevels};
+    const uint32_t levels[] = {0, 1, 2, 3, TavixImageRecipe::kMaxLevels};
     const uint16_t subblocks[] = {8, 16, 32, 64};
     const XR3PlanesetLayout layouts[] = {XR3_PLANESET_LAYOUT_INTERLEAVED, XR3_PLANESET_LAYOUT_DATA_FIRST,
                                          XR3_PLANESET_LAYOUT_RASTER_BLOCK};
@@ -111,23 +111,23 @@ std::vector<Subject> rotatingSubjects() {
     std::vector<Subject> subjects;
     for (uint32_t i = 0; i < 14; ++i) {
         Subject s;
-        s.spec.dataType = types[i % 7];
+        s.recipe.dataType = types[i % 7];
         ColourChoice colour = colours[(i * 3) % 7];
         if (s.isFloat() && colour.yiq) colour = {XR3_COLORSPACE_MULTISPECTRAL, 2, false};
-        s.spec.colorSpace = colour.space;
-        s.spec.yiq = colour.yiq;
+        s.recipe.colorSpace = colour.space;
+        s.recipe.yiq = colour.yiq;
         s.numBands = colour.bands;
-        s.spec.numLevels = levels[i % 5];
-        s.spec.subblockSize = subblocks[(i / 2) % 4];
-        s.spec.planeset.layout = layouts[i % 3];
-        s.spec.planeset.order = orders[(i / 3) % 2];
-        s.spec.planeset.subblocksPerBlock = 3;
-        s.spec.planeset.wideTokens = i % 4 != 1;
-        s.spec.planeset.longTokens = i % 4 == 2;
-        s.spec.planeset.hasMSE = i % 4 == 3;
-        s.spec.planeset.maxRun = i % 5 == 4 ? 7 : 0;
-        s.spec.version = i % 2 ? TavixFileVersion::XR3 : TavixFileVersion::XR4;
-        s.spec.index = i % 3 == 1 ? IndexKind::Major1Measured : IndexKind::None;
+        s.recipe.numLevels = levels[i % 5];
+        s.recipe.subblockSize = subblocks[(i / 2) % 4];
+        s.recipe.planeset.layout = layouts[i % 3];
+        s.recipe.planeset.order = orders[(i / 3) % 2];
+        s.recipe.planeset.subblocksPerBlock = 3;
+        s.recipe.planeset.wideTokens = i % 4 != 1;
+        s.recipe.planeset.longTokens = i % 4 == 2;
+        s.recipe.planeset.hasMSE = i % 4 == 3;
+        s.recipe.planeset.maxRun = i % 5 == 4 ? 7 : 0;
+        s.recipe.version = i % 2 ? TavixFileVersion::XR3 : TavixFileVersion::XR4;
+        s.recipe.index = i % 3 == 1 ? IndexKind::Major1Measured : IndexKind::None;
         s.width = sizes[i % 6][0];
         s.height = sizes[i % 6][1];
         s.seed = 100 + i;
@@ -138,10 +138,10 @@ std::vector<Subject> rotatingSubjects() {
 }
 
 std::string describe(const Subject& s) {
-    return "type " + std::to_string(s.spec.dataType) + " space " + std::to_string(s.spec.colorSpace) +
-           (s.spec.yiq ? " yiq" : "") + " levels " + std::to_string(s.spec.numLevels) + " subblock " +
-           std::to_string(s.spec.subblockSize) + " layout " + std::to_string(s.spec.planeset.layout) + " order " +
-           std::to_string(s.spec.planeset.order) + " " + std::to_string(s.width) + "x" + std::to_string(s.height);
+    return "type " + std::to_string(s.recipe.dataType) + " space " + std::to_string(s.recipe.colorSpace) +
+           (s.recipe.yiq ? " yiq" : "") + " levels " + std::to_string(s.recipe.numLevels) + " subblock " +
+           std::to_string(s.recipe.subblockSize) + " layout " + std::to_string(s.recipe.planeset.layout) + " order " +
+           std::to_string(s.recipe.planeset.order) + " " + std::to_string(s.width) + "x" + std::to_string(s.height);
 }
 
 // Reads the scene into a buffer of the reader's pixel (or of `pixel`).
@@ -210,12 +210,12 @@ TEST(TavixReaderDecode, LosslessFilesDecodeToTheSourceAndItsLowLowBands) {
 // A file of the rotating kind, for the tests that need one image only.
 Subject rgbSubject(bool yiq, TavixFileVersion version) {
     Subject s;
-    s.spec.dataType = QVI_DATATYPE_UINT8;
-    s.spec.colorSpace = XR3_COLORSPACE_RGB;
-    s.spec.yiq = yiq;
-    s.spec.numLevels = 2;
-    s.spec.subblockSize = 16;
-    s.spec.version = version;
+    s.recipe.dataType = QVI_DATATYPE_UINT8;
+    s.recipe.colorSpace = XR3_COLORSPACE_RGB;
+    s.recipe.yiq = yiq;
+    s.recipe.numLevels = 2;
+    s.recipe.subblockSize = 16;
+    s.recipe.version = version;
     s.numBands = 3;
     s.width = 41;
     s.height = 35;
@@ -326,12 +326,12 @@ double squaredError(const Subject& s, const std::vector<uint8_t>& bytes) {
 
 TEST(TavixReaderDecode, TruncatedFilesLoseLessAsFewerPlanesAreDropped) {
     Subject s = rgbSubject(true, TavixFileVersion::XR4);
-    s.spec.dataType = QVI_DATATYPE_UINT16;
-    s.spec.colorSpace = XR3_COLORSPACE_RGB;
+    s.recipe.dataType = QVI_DATATYPE_UINT16;
+    s.recipe.colorSpace = XR3_COLORSPACE_RGB;
     setRange(s);
     double previous = -1.0;
     for (uint32_t dropped : {9u, 6u, 3u, 1u, 0u}) {
-        s.spec.truncatePlanes = dropped;
+        s.recipe.truncatePlanes = dropped;
         const double error = squaredError(s, s.write());
         SCOPED_TRACE(dropped);
         if (previous >= 0.0) {
@@ -356,8 +356,8 @@ TEST(TavixReaderDecode, CroppedHeadersShowTheVirtualImage) {
     Subject s = rgbSubject(false, TavixFileVersion::XR4);
     s.width = 70;
     s.height = 60;
-    s.spec.numLevels = 3;
-    s.spec.crop = QVIGeomRect(5, 3, 30, 25);
+    s.recipe.numLevels = 3;
+    s.recipe.crop = QVIGeomRect(5, 3, 30, 25);
     MemFile file(s.write());
     TavixImageReader* reader = TavixImageReader::create();
     ASSERT_EQ(0u, reader->initialize(file.stream.get()));

@@ -29,14 +29,14 @@ struct TallImage {
     static double sample(uint16_t band, uint32_t x, uint32_t y) { return std::floor(pattern(band, x, y, 3) * 60000.0); }
 
     explicit TallImage(XR3PlanesetLayout layout = XR3_PLANESET_LAYOUT_DATA_FIRST) {
-        TavixImageSpec spec;
-        spec.dataType = QVI_DATATYPE_UINT16;
-        spec.colorSpace = XR3_COLORSPACE_MULTISPECTRAL;
-        spec.numLevels = 3;
-        spec.subblockSize = 16;
-        spec.planeset.layout = layout;
+        TavixImageRecipe recipe;
+        recipe.dataType = QVI_DATATYPE_UINT16;
+        recipe.colorSpace = XR3_COLORSPACE_MULTISPECTRAL;
+        recipe.numLevels = 3;
+        recipe.subblockSize = 16;
+        recipe.planeset.layout = layout;
         FunctionSourceImage source(kWidth, kHeight, 2, sample);
-        EXPECT_EQ(0u, writeTavixImage(spec, source, bytes));
+        EXPECT_EQ(0u, writeTavixImage(recipe, source, bytes));
     }
 };
 

@@ -135,9 +135,9 @@ TEST(WaveletDecoderFiles, ArbitraryPlaneBytesDecodeWithinTheRange) {
 
 namespace {
 
-std::vector<uint8_t> writeImage(const TavixFixture::TavixImageSpec& spec, const TavixFixture::SourceImage& source) {
+std::vector<uint8_t> writeImage(const TavixFixture::TavixImageRecipe& recipe, const TavixFixture::SourceImage& source) {
     std::vector<uint8_t> bytes;
-    EXPECT_EQ(0u, TavixFixture::writeTavixImage(spec, source, bytes));
+    EXPECT_EQ(0u, TavixFixture::writeTavixImage(recipe, source, bytes));
     return bytes;
 }
 
@@ -162,13 +162,13 @@ TEST(WaveletDecoderFiles, RgbImageCodedAsYiqComesBackExactly) {
     for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = uint8_t((i / 3 % width) * 3 + (rng() % 40));
     TavixFixture::ArraySourceImage<uint8_t> source(pixels.data(), width, height, 3,
                                                    TavixFixture::SampleOrder::PixelInterleaved);
-    TavixFixture::TavixImageSpec spec;
-    spec.colorSpace = XR3_COLORSPACE_RGB;
-    spec.yiq = true;
-    spec.numLevels = 3;
-    spec.subblockSize = 16;
+    TavixFixture::TavixImageRecipe recipe;
+    recipe.colorSpace = XR3_COLORSPACE_RGB;
+    recipe.yiq = true;
+    recipe.numLevels = 3;
+    recipe.subblockSize = 16;
     OpenedImage image;
-    ASSERT_EQ(0u, image.open(writeImage(spec, source), XR3_MEMORY_MODEL_DEFAULT));
+    ASSERT_EQ(0u, image.open(writeImage(recipe, source), XR3_MEMORY_MODEL_DEFAULT));
     ASSERT_NE(XR3_COLORTRANSFORM_NONE, image.info.colorTransform);
 
     Decoded decoded;
@@ -195,13 +195,13 @@ TEST(WaveletDecoderFiles, BandSubsetsOfAMultispectralImage) {
     TavixFixture::FunctionSourceImage source(width, height, 4, [](uint16_t band, uint32_t x, uint32_t y) {
         return double(int32_t((x * 37 + y * 11 + band * 1000) % 3001) - 1500);
     });
-    TavixFixture::TavixImageSpec spec;
-    spec.dataType = QVI_DATATYPE_SINT16;
-    spec.colorSpace = XR3_COLORSPACE_MULTISPECTRAL;
-    spec.numLevels = 2;
-    spec.subblockSize = 8;
+    TavixFixture::TavixImageRecipe recipe;
+    recipe.dataType = QVI_DATATYPE_SINT16;
+    recipe.colorSpace = XR3_COLORSPACE_MULTISPECTRAL;
+    recipe.numLevels = 2;
+    recipe.subblockSize = 8;
     OpenedImage image;
-    ASSERT_EQ(0u, image.open(writeImage(spec, source), XR3_MEMORY_MODEL_FULL));
+    ASSERT_EQ(0u, image.open(writeImage(recipe, source), XR3_MEMORY_MODEL_FULL));
     Decoded decoded;
     const QVIGeomRect rect(5, 3, 44, 38);
     ASSERT_EQ(0u, decodeFile(image, 0, rect, {1, 3}, 2, QVI_DATATYPE_SINT16, decoded));
@@ -222,17 +222,17 @@ TEST(WaveletDecoderFiles, FloatImageIsDequantised) {
     TavixFixture::FunctionSourceImage source(width, height, 1, [](uint16_t, uint32_t x, uint32_t y) {
         return 0.25 * double(x) - 0.5 * double(y) + 3.0;
     });
-    TavixFixture::TavixImageSpec spec;
-    spec.dataType = QVI_DATATYPE_FLOAT32;
-    spec.colorSpace = XR3_COLORSPACE_GREY;
-    spec.numLevels = 2;
-    spec.subblockSize = 16;
+    TavixFixture::TavixImageRecipe recipe;
+    recipe.dataType = QVI_DATATYPE_FLOAT32;
+    recipe.colorSpace = XR3_COLORSPACE_GREY;
+    recipe.numLevels = 2;
+    recipe.subblockSize = 16;
     QuantizationInfo q;
     q.step = 0.25f;
     q.offset = -10.0f;
-    spec.quantization = {q};
+    recipe.quantization = {q};
     OpenedImage image;
-    ASSERT_EQ(0u, image.open(writeImage(spec, source), XR3_MEMORY_MODEL_FULL));
+    ASSERT_EQ(0u, image.open(writeImage(recipe, source), XR3_MEMORY_MODEL_FULL));
     Decoded decoded;
     ASSERT_EQ(0u, decodeFile(image, 0, QVIGeomRect(0, 0, width - 1, height - 1), {}, 1, QVI_DATATYPE_FLOAT32, decoded));
     std::vector<double> row(width);

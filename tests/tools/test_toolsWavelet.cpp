@@ -31,16 +31,16 @@ constexpr double kX = 2000.5, kY = 6000.5, kRes = 2.0;
 std::string writeWavelet(const std::string& path, TavixFixture::TavixFileVersion version)
 {
     TavixFixture::NaturalImageSource source(kWidth, kHeight, 3, /*seed*/ 3);
-    TavixFixture::TavixImageSpec spec;
-    spec.dataType = QVI_DATATYPE_UINT8;
-    spec.colorSpace = XR3_COLORSPACE_RGB;
-    spec.yiq = true;
-    spec.numLevels = kLevels;
-    spec.version = version;
+    TavixFixture::TavixImageRecipe recipe;
+    recipe.dataType = QVI_DATATYPE_UINT8;
+    recipe.colorSpace = XR3_COLORSPACE_RGB;
+    recipe.yiq = true;
+    recipe.numLevels = kLevels;
+    recipe.version = version;
     XR3GeorefData georef;
     georef.setGeoData(kX, kY, kX + kRes * (kWidth - 1), kY - kRes * (kHeight - 1), kRes, -kRes);
-    spec.georef = georef;
-    EXPECT_EQ(TavixFixture::writeTavixImageFile(spec, source, path), 0u);
+    recipe.georef = georef;
+    EXPECT_EQ(TavixFixture::writeTavixImageFile(recipe, source, path), 0u);
     return path;
 }
 

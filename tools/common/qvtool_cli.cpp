@@ -13,27 +13,27 @@ namespace QVTool {
 
 namespace {
 
-const OptionSpec* findLong(std::span<const OptionSpec> specs, const std::string& name)
+const OptionDef* findLong(std::span<const OptionDef> defs, const std::string& name)
 {
-    for (const OptionSpec& spec : specs) {
-        if (name == spec.name)
-            return &spec;
+    for (const OptionDef& def : defs) {
+        if (name == def.name)
+            return &def;
     }
     return nullptr;
 }
 
-const OptionSpec* findShort(std::span<const OptionSpec> specs, char name)
+const OptionDef* findShort(std::span<const OptionDef> defs, char name)
 {
-    for (const OptionSpec& spec : specs) {
-        if (spec.shortName != 0 && spec.shortName == name)
-            return &spec;
+    for (const OptionDef& def : defs) {
+        if (def.shortName != 0 && def.shortName == name)
+            return &def;
     }
     return nullptr;
 }
 
 }  // namespace
 
-bool CommandLine::parse(int argc, char** argv, std::span<const OptionSpec> specs, std::string& error)
+bool CommandLine::parse(int argc, char** argv, std::span<const OptionDef> defs, std::string& error)
 {
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
@@ -46,7 +46,7 @@ bool CommandLine::parse(int argc, char** argv, std::span<const OptionSpec> specs
             optionsEnded = true;
             continue;
         }
-        const OptionSpec* spec = nullptr;
+        const OptionDef* def = nullptr;
         std::string inlineValue;
         bool hasInlineValue = false;
         if (arg[1] == '-') {
@@ -57,41 +57,41 @@ bool CommandLine::parse(int argc, char** argv, std::span<const OptionSpec> specs
                 hasInlineValue = true;
                 name.resize(equals);
             }
-            spec = findLong(specs, name);
+            def = findLong(defs, name);
         } else if (arg.size() == 2) {
-            spec = findShort(specs, arg[1]);
+            def = findShort(defs, arg[1]);
         }
-        if (spec == nullptr) {
+        if (def == nullptr) {
             error = "unknown option '" + arg + "'";
             return false;
         }
-        if (!takeOption(*spec, inlineValue, hasInlineValue, argc, argv, i, error))
+        if (!takeOption(*def, inlineValue, hasInlineValue, argc, argv, i, error))
             return false;
     }
     return true;
 }
 
-bool CommandLine::takeOption(const OptionSpec& spec, const std::string& inlineValue,
+bool CommandLine::takeOption(const OptionDef& def, const std::string& inlineValue,
                              bool hasInlineValue, int argc, char** argv, int& index,
                              std::string& error)
 {
-    if (!spec.takesValue) {
+    if (!def.takesValue) {
         if (hasInlineValue) {
-            error = std::string("option --") + spec.name + " takes no value";
+            error = std::string("option --") + def.name + " takes no value";
             return false;
         }
-        m_values[spec.name] = "";
+        m_values[def.name] = "";
         return true;
     }
     if (hasInlineValue) {
-        m_values[spec.name] = inlineValue;
+        m_values[def.name] = inlineValue;
         return true;
     }
     if (index + 1 >= argc) {
-        error = std::string("option --") + spec.name + " needs a value";
+        error = std::string("option --") + def.name + " needs a value";
         return false;
     }
-    m_values[spec.name] = argv[++index];
+    m_values[def.name] = argv[++index];
     return true;
 }
 

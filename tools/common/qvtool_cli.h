@@ -26,7 +26,7 @@ constexpr int kExitInterrupted = 130;  // Ctrl-C (the shell's 128 + SIGINT)
 // "decode operation interrupted": what a read answers after Ctrl-C.
 constexpr QVStatus kStsInterrupted = 51501;
 
-struct OptionSpec {
+struct OptionDef {
     const char* name;  // long name, without the dashes
     char shortName;    // 0 for none
     bool takesValue;
@@ -37,7 +37,7 @@ struct OptionSpec {
 class CommandLine {
 public:
     // False, with a message, on an unknown option or a missing value.
-    bool parse(int argc, char** argv, std::span<const OptionSpec> specs, std::string& error);
+    bool parse(int argc, char** argv, std::span<const OptionDef> defs, std::string& error);
 
     bool has(const char* name) const { return m_values.count(name) != 0; }
     // Null when the option was not given.
@@ -45,7 +45,7 @@ public:
     const std::vector<std::string>& positional() const { return m_positional; }
 
 private:
-    bool takeOption(const OptionSpec& spec, const std::string& inlineValue, bool hasInlineValue,
+    bool takeOption(const OptionDef& def, const std::string& inlineValue, bool hasInlineValue,
                     int argc, char** argv, int& index, std::string& error);
 
     std::map<std::string, std::string> m_values;
