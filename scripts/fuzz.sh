@@ -5,6 +5,11 @@
 #
 #   scripts/fuzz.sh [seconds]
 #   FUZZ_TARGETS="ifd container" scripts/fuzz.sh 600   # some targets only
+#   FUZZ_RUNS=10000 scripts/fuzz.sh                   # reproducible (CI)
+#
+# With FUZZ_RUNS each target runs that many inputs from the fixed random
+# seed FUZZ_SEED (default 1) on a fresh corpus, so every machine tries the
+# same inputs whatever its speed; the seconds then only cap a run that hangs.
 #
 # Each target keeps the corpus it grows in build-fuzz/corpus/<target>;
 # crashes, leaks and timeouts land in build-fuzz/artifacts/<target>/ and
@@ -13,6 +18,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 SECONDS_PER_TARGET="${1:-30}"
+RUNS="${FUZZ_RUNS:-}"
 BUILD_DIR="${FUZZ_BUILD_DIR:-build-fuzz}"
 JOBS="${FUZZ_JOBS:-$(nproc)}"
 
@@ -46,16 +52,24 @@ export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:allocator_may_return_null=0}
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 
 failed=()
+budget=(-max_total_time="$SECONDS_PER_TARGET")
+corpus_root="$BUILD_DIR/corpus"
+if [ -n "$RUNS" ]; then
+  budget=(-runs="$RUNS" -seed="${FUZZ_SEED:-1}" -max_total_time="${1:-600}")
+  corpus_root="$BUILD_DIR/corpus-reproducible"
+  rm -rf "$corpus_root"
+fi
+
 for target in "${targets[@]}"; do
-  corpus="$BUILD_DIR/corpus/$target"
+  corpus="$corpus_root/$target"
   artifacts="$BUILD_DIR/artifacts/$target"
   mkdir -p "$corpus" "$artifacts" "$SEEDS/$target"
   dict="fuzz/dict/$target.dict"
   [ -f "$dict" ] || dict="fuzz/dict/tavix.dict"
-  echo "== fuzz_$target for ${SECONDS_PER_TARGET}s"
+  echo "== fuzz_$target: ${budget[*]}"
   # A file's sizes must not buy allocations out of proportion: 512 MB is far
   # beyond what any 64 kB input may legitimately ask for.
-  if ! "$BUILD_DIR/fuzz/fuzz_$target" -max_total_time="$SECONDS_PER_TARGET" -max_len=65536 \
+  if ! "$BUILD_DIR/fuzz/fuzz_$target" "${budget[@]}" -max_len=65536 \
       -timeout=20 -rss_limit_mb=2048 -malloc_limit_mb=512 -print_final_stats=1 \
       -dict="$dict" -artifact_prefix="$artifacts/" "$corpus" "$SEEDS/$target" \
       >"$BUILD_DIR/fuzz_$target.log" 2>&1; then

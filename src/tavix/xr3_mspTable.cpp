@@ -31,12 +31,15 @@ QVStatus XR3FullMSPTable::initialize() {
     uint64_t total = 0;
     for (const XR3SubbandDims& dims : m_info.subbands) total += subblocksOf(dims);
     if (total > kMaxSubblocks) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
-    m_subbands.clear();
-    m_subbands.resize(m_info.subbands.size());
-    for (size_t s = 0; s < m_subbands.size(); ++s) {
-        if (QVStatus status = callocArray(size_t(subblocksOf(m_info.subbands[s])), m_subbands[s]))
-            return status;
+    try {
+        m_subbands.clear();
+        m_subbands.resize(m_info.subbands.size());
+        for (size_t s = 0; s < m_subbands.size(); ++s)
+            m_subbands[s].resize(size_t((subblocksOf(m_info.subbands[s]) + kChunkSubblocks - 1) >> kChunkShift));
+    } catch (const std::bad_alloc&) {
+        return xr3Fail(QVI_STS_Tavix_OutOfMemory);
     }
+    m_numChunks = 0;
     return 0;
 }
 
@@ -57,7 +60,12 @@ XR3FullMSPTable::Entry* XR3FullMSPTable::newEntry() {
 QVStatus XR3FullMSPTable::addMSP(const XR3PlaneDesc& desc, const XR3PlaneOffset& offset) {
     if (desc.subband >= m_subbands.size() || desc.subblock >= subblocksOf(m_info.subbands[desc.subband]))
         return xr3Fail(QVI_STS_Tavix_BadArgument);
-    Entry*& slot = m_subbands[desc.subband][desc.subblock];
+    Chunk& chunk = m_subbands[desc.subband][desc.subblock >> kChunkShift];
+    if (!chunk) {
+        if (QVStatus status = callocArray(kChunkSubblocks, chunk)) return status;
+        ++m_numChunks;
+    }
+    Entry*& slot = chunk[desc.subblock & (kChunkSubblocks - 1)];
     if (slot) return 0;
     slot = newEntry();
     if (!slot) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
@@ -67,7 +75,8 @@ QVStatus XR3FullMSPTable::addMSP(const XR3PlaneDesc& desc, const XR3PlaneOffset&
 
 const XR3FullMSPTable::Entry* XR3FullMSPTable::entryOf(uint32_t subband, uint32_t subblock) const {
     if (subband >= m_subbands.size() || subblock >= subblocksOf(m_info.subbands[subband])) return nullptr;
-    return m_subbands[subband][subblock];
+    const Chunk& chunk = m_subbands[subband][subblock >> kChunkShift];
+    return chunk ? chunk[subblock & (kChunkSubblocks - 1)] : nullptr;
 }
 
 QVStatus XR3FullMSPTable::lookupMSP(const XR3PlaneDesc& desc, XR3FilePlaneReader&, bool& found,
@@ -100,8 +109,8 @@ uint32_t XR3FullMSPTable::countSubblocksInRange(uint32_t subband, uint32_t first
 }
 
 uint64_t XR3FullMSPTable::getMemoryUsage() const {
-    uint64_t bytes = m_slabs.size() * kSlabEntries * sizeof(Entry);
-    for (const XR3SubbandDims& dims : m_info.subbands) bytes += subblocksOf(dims) * sizeof(Entry*);
+    uint64_t bytes = m_slabs.size() * kSlabEntries * sizeof(Entry) + m_numChunks * kChunkSubblocks * sizeof(Entry*);
+    for (const std::vector<Chunk>& chunks : m_subbands) bytes += chunks.size() * sizeof(Chunk);
     return bytes;
 }
 

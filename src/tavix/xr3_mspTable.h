@@ -63,7 +63,10 @@ public:
 };
 
 // A pointer per subblock, an entry per non-empty subblock. Entries are
-// carved from slabs to avoid one allocation per subblock.
+// carved from slabs to avoid one allocation per subblock. The pointers of
+// each subband lie in chunks taken on the chunk's first entry, so that a
+// header announcing a vast, mostly empty image costs memory in proportion to
+// the subblocks the file really holds.
 class XR3FullMSPTable : public XR3MSPTable {
 public:
     // Beyond this many subblocks the pointer arrays alone would be
@@ -94,12 +97,17 @@ public:
 
 private:
     static constexpr size_t kSlabEntries = 4096;
+    static constexpr uint32_t kChunkShift = 8;
+    static constexpr uint32_t kChunkSubblocks = 1u << kChunkShift;
+
+    using Chunk = XR3CallocArray<Entry*>;
 
     Entry* newEntry();
     const Entry* entryOf(uint32_t subband, uint32_t subblock) const;
 
     const XR3ImageInfo& m_info;
-    std::vector<XR3CallocArray<Entry*>> m_subbands;
+    std::vector<std::vector<Chunk>> m_subbands;
+    size_t m_numChunks = 0;
     std::vector<std::unique_ptr<Entry[]>> m_slabs;
     size_t m_slabUsed = kSlabEntries;
 };

@@ -102,13 +102,28 @@ TEST(MSPTables, ThePartialTableIsTheSmallerOneForASparseImage) {
     XR3PartialMSPTable partial(info);
     ASSERT_EQ(0u, full.initialize());
     ASSERT_EQ(0u, partial.initialize());
-    const uint32_t cols = info.subbands[12].cols;
-    for (uint32_t b = 0; b < cols * 20; b += 3) {
+    const uint32_t count = info.subbands[12].rows * info.subbands[12].cols;
+    for (uint32_t b = 0; b < count; b += 3) {
         ASSERT_EQ(0u, full.addMSP(XR3PlaneDesc(12, b, 0, 4), {1, 2}));
         ASSERT_EQ(0u, partial.addMSP(XR3PlaneDesc(12, b, 0, 4), {1, 2}));
     }
     EXPECT_LT(partial.getMemoryUsage() * 10, full.getMemoryUsage());
-    EXPECT_GE(full.getMemoryUsage(), info.numSubblocks * sizeof(void*));
+    EXPECT_GE(full.getMemoryUsage(), count * sizeof(void*));
+}
+
+// A hostile header may announce billions of pixels in a few bytes; the full
+// table must not take memory for subblocks that no token ever fills.
+TEST(MSPTables, AVastEmptyImageCostsTheFullTableLittle) {
+    XR3ImageInfo info = makeImageInfo(1u << 19, 1u << 19, 4, 1, 64);
+    ASSERT_GT(info.numSubblocks, 1u << 25);
+    XR3FullMSPTable table(info);
+    ASSERT_EQ(0u, table.initialize());
+    const uint32_t last = info.subbands[0].rows * info.subbands[0].cols - 1;
+    ASSERT_EQ(0u, table.addMSP(XR3PlaneDesc(0, last, 0, 0), {5, 6}));
+    EXPECT_LT(table.getMemoryUsage(), info.numSubblocks / 4);
+    EXPECT_TRUE(table.hasSubblock(0, last));
+    EXPECT_FALSE(table.hasSubblock(0, last - 1));
+    EXPECT_EQ(1u, table.countSubblocksInRange(0, 0, last));
 }
 
 }  // namespace
