@@ -5,6 +5,7 @@
 // here comes from the library or from the test-side encoder.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
