@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "qv_math.h"
 #include "qvi_sceneBuffer.h"
@@ -113,14 +114,21 @@ TEST(RulesCrop, SubblockAreasFollowTheCropInTheFullImage) {
 }
 
 // One cropped file: a full image of width by height, levels, subblock
-// size, and the header's crop (in the image reduced by `scale`).
+// size, and the header's crop (in the image reduced by `scale`; none: all
+// of that reduced image).
 struct CropCase {
     const char* what;
     int64_t width, height;
     int levels;
     uint16_t subblockSize;
-    QVIGeomRect crop;
+    std::optional<QVIGeomRect> crop;
     int8_t scale;
+
+    // The virtual image in the image reduced by `scale`.
+    QVIGeomRect virtualRect() const {
+        const auto reduced = [this](int64_t size) { return int32_t(((size - 1) >> scale)); };
+        return crop ? *crop : QVIGeomRect(0, 0, reduced(width), reduced(height));
+    }
 };
 
 constexpr int64_t kMin = -32768, kMax = 32767;
@@ -142,9 +150,10 @@ struct FullCrop {
 };
 
 FullCrop fullCrop(const CropCase& c) {
+    const QVIGeomRect crop = c.virtualRect();
     const auto up = [&](int64_t v, int64_t limit) { return std::min(v << c.scale, limit); };
-    return {up(c.crop.x0, c.width), up(int64_t(c.crop.x1) + 1, c.width), up(c.crop.y0, c.height),
-            up(int64_t(c.crop.y1) + 1, c.height)};
+    return {up(crop.x0, c.width), up(int64_t(crop.x1) + 1, c.width), up(crop.y0, c.height),
+            up(int64_t(crop.y1) + 1, c.height)};
 }
 
 // Zeroes, in every subband, what a cropped file leaves out: outside
@@ -168,9 +177,10 @@ void keepCroppedCoefficients(Pyramid& bands, int levels, const FullCrop& crop) {
 // scale + k, from the crop's corner shifted by k, clamped to the sample type.
 Grid expectedVirtual(const CropCase& c, const Pyramid& bands, int k) {
     const Grid reduced = synthesise(bands, c.levels, c.width, c.height, c.scale + k);
-    const int64_t w = (c.crop.getWidth() + (int64_t(1) << k) - 1) >> k;
-    const int64_t h = (c.crop.getHeight() + (int64_t(1) << k) - 1) >> k;
-    Grid out = window(reduced, c.crop.x0 >> k, c.crop.y0 >> k, w, h);
+    const QVIGeomRect crop = c.virtualRect();
+    const int64_t w = (crop.getWidth() + (int64_t(1) << k) - 1) >> k;
+    const int64_t h = (crop.getHeight() + (int64_t(1) << k) - 1) >> k;
+    Grid out = window(reduced, crop.x0 >> k, crop.y0 >> k, w, h);
     for (int64_t& v : out.v) v = std::clamp(v, kMin, kMax);
     return out;
 }
@@ -223,9 +233,10 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
         auto stream = openMemStream(bytes);
         TavixImageReader* reader = TavixImageReader::create();
         ASSERT_EQ(0u, reader->initialize(stream.get()));
-        EXPECT_EQ(uint32_t(c.crop.getWidth()), reader->getWidth());
-        EXPECT_EQ(uint32_t(c.crop.getHeight()), reader->getHeight());
+        EXPECT_EQ(uint32_t(c.virtualRect().getWidth()), reader->getWidth());
+        EXPECT_EQ(uint32_t(c.virtualRect().getHeight()), reader->getHeight());
         EXPECT_EQ(uint32_t(c.levels - c.scale), reader->getNumLevels());
+        EXPECT_EQ(QVMath::levelToMag(c.levels - c.scale), reader->getMinMagnification());
         const Pyramid bands = analyse(image, c.levels);
         for (int k = 0; k <= c.levels - c.scale; ++k) {
             SCOPED_TRACE(testing::Message() << "2^-" << k);
@@ -257,13 +268,14 @@ TEST(RulesCrop, InnerCropsShowTheSynthesisOfTheKeptCoefficients) {
 
 // Up to the image's right and bottom edges a crop keeps everything that
 // its pixels need: the decode is the source's own pyramid, lossless at
-// full size.
+// full size. A scale alone shows the whole reduced image.
 TEST(RulesCrop, CropsToTheImageEdgesAreExact) {
     const std::vector<CropCase> cases = {
         {"odd sizes", 45, 37, 2, 8, QVIGeomRect(5, 3, 44, 36), 0},
         {"even sizes, three levels", 64, 48, 3, 8, QVIGeomRect(9, 12, 63, 47), 0},
         {"scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 31, 23), 1},
         {"scale 1, odd sizes", 45, 37, 3, 8, QVIGeomRect(4, 1, 22, 18), 1},
+        {"scale 2 without a crop", 45, 37, 3, 8, std::nullopt, 2},
     };
     checkCases(cases, [](const CropCase& c, const Pyramid& bands, int k) { return expectedVirtual(c, bands, k); });
 }
