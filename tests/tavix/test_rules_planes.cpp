@@ -96,24 +96,32 @@ Bytes interleaved(bool mse) {
            Bytes{0x3B, 0x01, 0xA8, 0x81, 0x80, 0x00} + payloadOf(4, mse) + Bytes{0x20, 0x01};
 }
 
-// The planeset packet's header as another writer may write it. Narrow:
-// control 04 (type 4, no version bytes), package 02 (a 4-byte length): 6
-// bytes, while computeHeaderLength counts 2 + 8 = 10. Wide: control 44 with
-// the version bytes 00 01, package 03: 12 bytes, computeHeaderLength again 10.
-constexpr int64_t kComputedHeaderLength = 10;
+// The planeset packet's header as other writers may write it.
+struct HeaderStyle {
+    bool wide;                // minor version 1: wide tokens, 8-byte offset words
+    Bytes lead;               // control, package and the fields before the length
+    unsigned lengthWidth;     // of the payload length
+    int64_t computedLength;   // computeHeaderLength of the type read from it
+};
+// Control 04 (type 4, no version bytes), package 02 (a 4-byte length): 6
+// bytes, while computeHeaderLength counts 2 + 8 = 10.
+const HeaderStyle kNarrowPlain = {false, {0x04, 0x02}, 4, 10};
+// Control 44 with the version bytes 00 00, package 4A: a one-byte subType 07,
+// a spare word 0000002A and a 4-byte length: 13 bytes. computeHeaderLength:
+// 2 + 1 + 4 + 8 = 15, the version bytes left out for major 0.
+const HeaderStyle kNarrowOdd = {false, {0x44, 0x4A, 0x07, 0x00, 0x00, 0x00, 0x2A, 0x00, 0x00}, 4, 15};
+// Control 44 with the version bytes 00 01 (wide tokens), package 03: 12
+// bytes, computeHeaderLength 10.
+const HeaderStyle kWide = {true, {0x44, 0x03, 0x00, 0x01}, 8, 10};
 constexpr int64_t kPrefixLength = 10;  // order, layout, dataLength
-
-Bytes planesetHeader(bool wide, uint64_t payloadLength) {
-    return wide ? Bytes{0x44, 0x03, 0x00, 0x01} + bigEndian(payloadLength, 8)
-                : Bytes{0x04, 0x02} + bigEndian(payloadLength, 4);
-}
 
 // An offset word for a unit whose tokens start `tokenStart` bytes behind
 // dataStart: wide, counted from the planeset payload; narrow, from the packet
 // header as computeHeaderLength measures it.
-Bytes offsetWord(bool wide, int64_t tokenStart) {
+Bytes offsetWord(const HeaderStyle& style, int64_t tokenStart) {
     const int64_t fromPayload = tokenStart + kPrefixLength;
-    return wide ? bigEndian(uint64_t(fromPayload), 8) : bigEndian(uint64_t(fromPayload + kComputedHeaderLength), 4);
+    return style.wide ? bigEndian(uint64_t(fromPayload), 8)
+                            : bigEndian(uint64_t(fromPayload + style.computedLength), 4);
 }
 
 struct Unit {
@@ -121,11 +129,11 @@ struct Unit {
 };
 
 // Layout 2 (one unit) or 3 (a block count, then the units).
-Bytes dataFirst(bool wide, bool rasterBlocks, const std::vector<Unit>& units) {
+Bytes dataFirst(const HeaderStyle& style, bool rasterBlocks, const std::vector<Unit>& units) {
     Bytes out = rasterBlocks ? bigEndian(units.size(), 8) : Bytes{};
     for (const Unit& unit : units) {
-        const int64_t tokenStart = int64_t(out.size()) + (wide ? 8 : 4) + int64_t(unit.payloads.size());
-        append(out, offsetWord(wide, tokenStart));
+        const int64_t tokenStart = int64_t(out.size()) + (style.wide ? 8 : 4) + int64_t(unit.payloads.size());
+        append(out, offsetWord(style, tokenStart));
         append(out, unit.payloads);
         append(out, unit.tokens);
     }
@@ -133,7 +141,7 @@ Bytes dataFirst(bool wide, bool rasterBlocks, const std::vector<Unit>& units) {
 }
 
 struct Planeset {
-    bool wide;
+    const HeaderStyle& style;
     uint8_t layout;
     Bytes data;  // from dataStart
 };
@@ -150,13 +158,14 @@ Bytes headerPacketFile(bool mse) {
 }
 
 // Header and prefix of a planeset packet in pipeline order.
-Bytes planesetHead(bool wide, uint8_t layout, uint64_t dataSize) {
-    return planesetHeader(wide, kPrefixLength + dataSize) + Bytes{0x01, layout} + bigEndian(dataSize, 8);
+Bytes planesetHead(const HeaderStyle& style, uint8_t layout, uint64_t dataSize) {
+    return style.lead + bigEndian(kPrefixLength + dataSize, style.lengthWidth) + Bytes{0x01, layout} +
+           bigEndian(dataSize, 8);
 }
 
 Bytes imageFile(const Planeset& planeset, bool mse) {
     Bytes bytes = headerPacketFile(mse);
-    append(bytes, planesetHead(planeset.wide, planeset.layout, planeset.data.size()));
+    append(bytes, planesetHead(planeset.style, planeset.layout, planeset.data.size()));
     append(bytes, planeset.data);
     return bytes;
 }
@@ -167,26 +176,32 @@ struct Sample {
 };
 
 const Sample kSamples[] = {
-    {"InterleavedNarrow", [](bool mse) { return Planeset{false, 0, interleaved(mse)}; }},
+    {"InterleavedNarrow", [](bool mse) { return Planeset{kNarrowPlain, 0, interleaved(mse)}; }},
     {"DataFirstNarrow",
-     [](bool mse) { return Planeset{false, 2, dataFirst(false, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})}; }},
+     [](bool mse) {
+         return Planeset{kNarrowPlain, 2, dataFirst(kNarrowPlain, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})};
+     }},
+    {"DataFirstNarrowOddHeader",
+     [](bool mse) {
+         return Planeset{kNarrowOdd, 2, dataFirst(kNarrowOdd, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})};
+     }},
     {"DataFirstWide",
-     [](bool mse) { return Planeset{true, 2, dataFirst(true, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})}; }},
+     [](bool mse) { return Planeset{kWide, 2, dataFirst(kWide, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})}; }},
     // Raster blocks of one subblock row each, every unit's tokens covering
     // exactly its own subblocks, runs cut at subblock ends: the first unit
     // ends with its empty subblock 1 (20 02, run 64), behind its last payload.
     // Second unit: 23 01 run 35, C1, 1C run 28, 1F run 31, A8 01, 20 01.
     {"RasterRowsWide",
      [](bool mse) {
-         return Planeset{true, 3,
-                         dataFirst(true, true,
+         return Planeset{kWide, 3,
+                         dataFirst(kWide, true,
                                    {{payloads({0, 1, 2}, mse), {0x05, 0x81, 0x82, 0x38, 0x01, 0x81, 0x20, 0x02}},
                                     {payloads({3, 4}, mse), {0x23, 0x01, 0xC1, 0x1C, 0x1F, 0xA8, 0x01, 0x20, 0x01}}})};
      }},
     {"RasterRowsNarrow",
      [](bool mse) {
-         return Planeset{false, 3,
-                         dataFirst(false, true,
+         return Planeset{kNarrowPlain, 3,
+                         dataFirst(kNarrowPlain, true,
                                    {{payloads({0, 1, 2}, mse), {0x05, 0x81, 0x82, 0x38, 0x01, 0x81, 0x20, 0x02}},
                                     {payloads({3, 4}, mse), {0x23, 0x01, 0xC1, 0x1C, 0x1F, 0xA8, 0x01, 0x20, 0x01}}})};
      }},
@@ -194,8 +209,8 @@ const Sample kSamples[] = {
     // behind its last data token.
     {"RasterEverySubblock",
      [](bool mse) {
-         return Planeset{true, 3,
-                         dataFirst(true, true,
+         return Planeset{kWide, 3,
+                         dataFirst(kWide, true,
                                    {{payloads({0, 1, 2}, mse), {0x05, 0x81, 0x82, 0x38, 0x01, 0x81}},
                                     {{}, {0x20, 0x02}},
                                     {payloads({3}, mse), {0x23, 0x01, 0xC1, 0x1C}},
@@ -306,17 +321,17 @@ TEST(HandLaidPlanesetRefusals, StatusOfEveryBrokenPlaneset) {
                                    0x3B, 0x01};
     const Broken cases[] = {
         // A run of 0 planes.
-        {"run of zero", {false, 0, Bytes{0x00} + interleaved(false)}, 2001},
+        {"run of zero", {kNarrowPlain, 0, Bytes{0x00} + interleaved(false)}, 2001},
         // The last run one plane short, or one too long.
-        {"short", {false, 0, interleavedHead + fineTail + fortyBytes() + Bytes{0x1F}}, 2001},
-        {"long", {false, 0, interleavedHead + fineTail + fortyBytes() + Bytes{0x21, 0x01}}, 2001},
+        {"short", {kNarrowPlain, 0, interleavedHead + fineTail + fortyBytes() + Bytes{0x1F}}, 2001},
+        {"long", {kNarrowPlain, 0, interleavedHead + fineTail + fortyBytes() + Bytes{0x21, 0x01}}, 2001},
         // The 40 bytes cut short at the end of the file.
-        {"payload cut", {false, 0, interleavedHead + fineTail + Bytes(20, 0x55)}, 2001},
+        {"payload cut", {kNarrowPlain, 0, interleavedHead + fineTail + Bytes(20, 0x55)}, 2001},
         // A wide token whose eighth byte still says "more".
         {"wide token too long",
-         {true, 2, dataFirst(true, false, {{{}, {0x20, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x81, 0x00}}})}, 2010},
+         {kWide, 2, dataFirst(kWide, false, {{{}, {0x20, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x81, 0x00}}})}, 2010},
         // An offset word pointing behind the end of the file.
-        {"word past the end", {true, 2, bigEndian(1000, 8) + kTokens}, 2001},
+        {"word past the end", {kWide, 2, bigEndian(1000, 8) + kTokens}, 2001},
     };
     for (const Broken& c : cases) {
         OpenedImage image;
@@ -328,7 +343,7 @@ TEST(HandLaidPlanesetRefusals, PlanesetVersionsOtherThanZeroZeroAndZeroOne) {
     // Same bytes, version bytes 00 02 and 01 00: the planeset packet refuses
     // to be read (2006), and the image has no planes to open.
     for (const Bytes& version : {Bytes{0x00, 0x02}, Bytes{0x01, 0x00}}) {
-        Bytes file = imageFile({true, 2, dataFirst(true, false, {{payloads({0, 1, 2, 3, 4}, false), kTokens}})}, false);
+        Bytes file = imageFile({kWide, 2, dataFirst(kWide, false, {{payloads({0, 1, 2, 3, 4}, false), kTokens}})}, false);
         const Bytes wideHeader = {0x44, 0x03, 0x00, 0x01};
         auto at = std::search(file.begin(), file.end(), wideHeader.begin(), wideHeader.end());
         ASSERT_NE(file.end(), at);
@@ -352,7 +367,7 @@ TEST(HandLaidPlanesetRasterBlocks, NarrowOffsetWordsBeyond16MiB) {
     const int64_t wordB = tokenStartA + int64_t(tokensA.size());
     const int64_t tokenStartB = wordB + 4 + int64_t(payloadB.size());
     const uint64_t dataSize = uint64_t(tokenStartB) + tokensB.size();
-    ASSERT_EQ(0x01, offsetWord(false, tokenStartB)[0]);
+    ASSERT_EQ(0x01, offsetWord(kNarrowPlain, tokenStartB)[0]);
 
     const std::string path = testing::TempDir() + "rules_planes_narrow_words.xr4";
     {
@@ -360,11 +375,11 @@ TEST(HandLaidPlanesetRasterBlocks, NarrowOffsetWordsBeyond16MiB) {
         const auto write = [&out](const Bytes& b) {
             out.write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
         };
-        write(headerPacketFile(false) + planesetHead(false, 3, dataSize) + bigEndian(2, 8) +
-              offsetWord(false, tokenStartA));
+        write(headerPacketFile(false) + planesetHead(kNarrowPlain, 3, dataSize) + bigEndian(2, 8) +
+              offsetWord(kNarrowPlain, tokenStartA));
         const Bytes chunk(1 << 16, 0x5E);
         for (uint64_t done = 0; done < bigSize; done += chunk.size()) write(chunk);
-        write(smallA + tokensA + offsetWord(false, tokenStartB) + payloadB + tokensB);
+        write(smallA + tokensA + offsetWord(kNarrowPlain, tokenStartB) + payloadB + tokensB);
     }
     QVIOFileStream stream;
     ASSERT_EQ(0u, stream.initialize(path.c_str(), "rb"));
