@@ -441,6 +441,7 @@ QVStatus XR3DataFirstPlaneReader::readUnit(int64_t position, int64_t dataStart, 
     const int64_t base = dataStart - XR3PlanesetPacket::kPrefixLength -
                          (hasWideLengths() ? 0 : m_planeset.getPacketType().computeHeaderLength());
     const int64_t limit = getStreamLength() >= 0 ? getStreamLength() : std::numeric_limits<int64_t>::max() / 2;
+    unit.dataStart = dataStart;
     unit.payloadStart = position + wordBytes;
     if (word > uint64_t(limit)) return xr3Fail(QVI_STS_Tavix_ReadError);
     unit.tokenStart = base + int64_t(word);
@@ -474,10 +475,33 @@ QVStatus XR3DataFirstPlaneReader::walkUnit(const Unit& unit, XR3PlaneDescIter& p
             counted = addPlanes(counted, value);
         }
         tokenPosition += tokenBytes;
-    } while (planes.isValid() &&
-             !(closeAtBoundary && payloadPosition == unit.tokenStart && atSubblockStart(planes)));
+        if (closeAtBoundary && payloadPosition == unit.tokenStart && atSubblockStart(planes)) {
+            bool ends = false;
+            if (QVStatus status = unitEndsAt(unit, tokenPosition, ends)) return status;
+            if (ends) break;
+        }
+    } while (planes.isValid());
     tokenEnd = tokenPosition;
     return 0;
+}
+
+// A unit ends at a subblock boundary behind its last payload, or behind runs
+// over empty subblocks after it; what follows tells which. No token begins
+// with a zero byte, while an offset word does (an 8-byte one in any file, a
+// 4-byte one below 16 MiB). A 4-byte word beyond that is taken for one when
+// it points to tokens inside the stream.
+QVStatus XR3DataFirstPlaneReader::unitEndsAt(const Unit& unit, int64_t position, bool& ends) {
+    const uint32_t wordBytes = hasWideLengths() ? 8 : 4;
+    uint8_t bytes[8];
+    if (QVStatus status = readBytes(0, bytes, wordBytes)) return status;
+    if (QVStatus status = seekStreamBuffer(0, position)) return status;
+    if (bytes[0] == 0 || hasWideLengths()) {
+        ends = bytes[0] == 0;
+        return 0;
+    }
+    Unit next;
+    ends = readUnit(position, unit.dataStart, next) == 0;
+    return seekStreamBuffer(0, position);
 }
 
 QVStatus XR3DataFirstPlaneReader::walkPlaneLengths(XR3PlaneLengthVisitor& visitor, int64_t dataStart) {
