@@ -146,6 +146,12 @@ inline Grid synthesise(const Pyramid& bands, int numLevels, int64_t width, int64
     return image;
 }
 
+// One level of synthesis without detail: the image at twice its size.
+inline Grid enlarge(const Grid& image) {
+    const Grid zero(image.width, image.height);
+    return synthesiseLevel(image, zero, zero, zero, 2 * image.width, 2 * image.height);
+}
+
 inline Grid window(const Grid& g, int64_t x0, int64_t y0, int64_t w, int64_t h) {
     Grid out(w, h);
     for (int64_t y = 0; y < h; ++y)

@@ -173,14 +173,21 @@ void keepCroppedCoefficients(Pyramid& bands, int levels, const FullCrop& crop) {
     }
 }
 
-// The virtual image at 2^-k: the full image's synthesis at reduction
-// scale + k, from the crop's corner shifted by k, clamped to the sample type.
+// The virtual image at 2^-k (k = -1: twice its size): the full image's
+// synthesis at reduction scale + k (enlarged without detail below 0), from
+// the crop's corner brought to that scale, clipped to the image there, and
+// clamped to the sample type.
 Grid expectedVirtual(const CropCase& c, const Pyramid& bands, int k) {
-    const Grid reduced = synthesise(bands, c.levels, c.width, c.height, c.scale + k);
+    const int reduction = c.scale + k;
+    Grid image = synthesise(bands, c.levels, c.width, c.height, std::max(reduction, 0));
+    for (int r = reduction; r < 0; ++r) image = enlarge(image);
     const QVIGeomRect crop = c.virtualRect();
-    const int64_t w = (crop.getWidth() + (int64_t(1) << k) - 1) >> k;
-    const int64_t h = (crop.getHeight() + (int64_t(1) << k) - 1) >> k;
-    Grid out = window(reduced, crop.x0 >> k, crop.y0 >> k, w, h);
+    const auto corner = [k](int64_t v) { return k >= 0 ? v >> k : v << -k; };
+    const auto size = [k](int64_t v) { return k >= 0 ? (v + (int64_t(1) << k) - 1) >> k : v << -k; };
+    const int64_t x0 = corner(crop.x0), y0 = corner(crop.y0);
+    const int64_t w = std::min(size(crop.getWidth()), image.width - x0);
+    const int64_t h = std::min(size(crop.getHeight()), image.height - y0);
+    Grid out = window(image, x0, y0, w, h);
     for (int64_t& v : out.v) v = std::clamp(v, kMin, kMax);
     return out;
 }
@@ -199,12 +206,10 @@ std::vector<uint8_t> writeCropped(const CropCase& c, const Grid& image) {
     return bytes;
 }
 
-Grid decodeWhole(TavixImageReader& reader, int k) {
-    const double mag = QVMath::levelToMag(k);
-    uint32_t w = 0, h = 0;
-    EXPECT_EQ(0u, reader.getDimsAtMag(mag, w, h));
+// The scene (x0, y0, w, h) of the virtual image at 2^-k.
+Grid decodeScene(TavixImageReader& reader, int k, uint32_t x0, uint32_t y0, uint32_t w, uint32_t h) {
     QVISceneBuffer buffer(reader.getPixelProps(), w, h);
-    EXPECT_EQ(0u, reader.read(QVIScene(0, 0, w, h, mag), buffer));
+    EXPECT_EQ(0u, reader.read(QVIScene(x0, y0, w, h, QVMath::levelToMag(k)), buffer));
     Grid out(w, h);
     for (uint32_t y = 0; y < h; ++y)
         for (uint32_t x = 0; x < w; ++x) out.at(x, y) = *static_cast<const int16_t*>(buffer.getSample(x, y, 0));
@@ -223,7 +228,8 @@ void expectGrid(const Grid& want, const Grid& got) {
 }
 
 // Decodes the file of each case at every magnification of its virtual
-// image, against `expected(case, full pyramid, k)`.
+// image and at twice its size, whole and its lower right part, against
+// `expected(case, full pyramid, k)`.
 template <class Expected>
 void checkCases(const std::vector<CropCase>& cases, Expected expected) {
     for (const CropCase& c : cases) {
@@ -238,9 +244,18 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
         EXPECT_EQ(uint32_t(c.levels - c.scale), reader->getNumLevels());
         EXPECT_EQ(QVMath::levelToMag(c.levels - c.scale), reader->getMinMagnification());
         const Pyramid bands = analyse(image, c.levels);
-        for (int k = 0; k <= c.levels - c.scale; ++k) {
+        for (int k = -1; k <= c.levels - c.scale; ++k) {
             SCOPED_TRACE(testing::Message() << "2^-" << k);
-            expectGrid(expected(c, bands, k), decodeWhole(*reader, k));
+            const Grid want = expected(c, bands, k);
+            uint32_t w = 0, h = 0;
+            ASSERT_EQ(0u, reader->getDimsAtMag(QVMath::levelToMag(k), w, h));
+            ASSERT_EQ(want.width, int64_t(w));
+            ASSERT_EQ(want.height, int64_t(h));
+            expectGrid(want, decodeScene(*reader, k, 0, 0, w, h));
+            // The lower right part, from an odd corner where the size allows.
+            const uint32_t x0 = (w / 2) | 1, y0 = (h / 2) | 1;
+            if (x0 < w && y0 < h)
+                expectGrid(window(want, x0, y0, w - x0, h - y0), decodeScene(*reader, k, x0, y0, w - x0, h - y0));
         }
         reader->release();
     }
