@@ -3,7 +3,8 @@
 // the crop's projection (one more to the left in a high band), and what a
 // reader shows is the synthesis of those alone. The expected pixels come
 // from the whole-array model in rules_reference.h; the coefficient areas
-// are worked out by hand.
+// are worked out by hand. The same model checks whole images whose level
+// count runs down to one-sample bands.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -293,6 +294,40 @@ TEST(RulesCrop, CropsToTheImageEdgesAreExact) {
         {"scale 2 without a crop", 45, 37, 3, 8, std::nullopt, 2},
     };
     checkCases(cases, [](const CropCase& c, const Pyramid& bands, int k) { return expectedVirtual(c, bands, k); });
+}
+
+// The same model over whole images with more levels than their size
+// needs, down to bands of one sample: every magnification whose image has
+// 3 rows and columns decodes exactly; a smaller one has no decoder (2009).
+TEST(RulesCrop, DeepLevelCountsDecodeWhileTheLevelHasThreeSamples) {
+    const CropCase cases[] = {
+        {"wide and 3 high", 40, 3, 6, 8, std::nullopt, 0},
+        {"3 wide and tall", 3, 37, 7, 8, std::nullopt, 0},
+        {"square", 64, 64, 8, 16, std::nullopt, 0},
+        {"odd", 5, 9, 5, 8, std::nullopt, 0},
+    };
+    for (const CropCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Grid image = sourceImage(c.width, c.height, 5);
+        std::vector<uint8_t> bytes = writeCropped(c, image);
+        auto stream = openMemStream(bytes);
+        TavixImageReader* reader = TavixImageReader::create();
+        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        const Pyramid bands = analyse(image, c.levels);
+        for (int k = -1; k <= c.levels; ++k) {
+            SCOPED_TRACE(testing::Message() << "2^-" << k);
+            const double mag = QVMath::levelToMag(k);
+            uint32_t w = 0, h = 0;
+            ASSERT_EQ(0u, reader->getDimsAtMag(mag, w, h));
+            if (std::min(w, h) >= 3) {
+                expectGrid(expectedVirtual(c, bands, k), decodeScene(*reader, k, 0, 0, w, h));
+            } else {
+                QVISceneBuffer buffer(reader->getPixelProps(), w, h);
+                EXPECT_EQ(2009u, reader->read(QVIScene(0, 0, w, h, mag), buffer));
+            }
+        }
+        reader->release();
+    }
 }
 
 }  // namespace
