@@ -384,7 +384,8 @@ TEST(HandCodedRawPlane, SignPredictionFromDirectNeighbours) {
 // ------------------------------------------------------------ the MQ decoder
 
 TEST(StandardEncodedStrings, DecodeToTheirSymbols) {
-    // Random decisions in random contexts, coded by the standard's encoder:
+    // Random decisions in random contexts, coded by the standard's encoder
+    // (and, byte for byte the same, by the library's):
     // the strings carry 0xFF bytes with their 7-bit successors and carries,
     // and are cut by the flush so that the decoder reads on into the virtual
     // tail. Each string must give its symbols back.
@@ -396,12 +397,20 @@ TEST(StandardEncodedStrings, DecodeToTheirSymbols) {
         std::vector<unsigned> contexts(count), symbols(count);
         auto cx = freshContexts();
         StandardMQEncoder encoder;
+        XR3MQContexts libraryContexts;
+        libraryContexts.reset();
+        std::vector<uint8_t> libraryBytes;
+        QVMQEncoder libraryEncoder(libraryBytes);
         for (size_t i = 0; i < count; ++i) {
             contexts[i] = rng() % 19;
             symbols[i] = (rng() % 64) < 32u >> skew ? 1u : 0u;
             encoder.encode(cx[contexts[i]], symbols[i]);
+            libraryEncoder.encode(libraryContexts.state[contexts[i]], symbols[i]);
         }
         const std::vector<uint8_t> bytes = encoder.finish();
+        // The library's encoder, which writes the test images, makes the same string.
+        libraryEncoder.flush();
+        ASSERT_EQ(bytes, libraryBytes) << "trial " << trial;
         for (size_t i = 0; i + 1 < bytes.size(); ++i) withFF += bytes[i] == 0xFF;
         endingAtFF += !bytes.empty() && bytes.back() == 0xFF;
         startingWithFF += !bytes.empty() && bytes.front() == 0xFF;
