@@ -124,6 +124,8 @@ struct CropCase {
     uint16_t subblockSize;
     std::optional<QVIGeomRect> crop;
     int8_t scale;
+    // What each level's low-low band moves into its overflow band (0: nothing).
+    uint32_t overflowLimit = 0;
 
     // The virtual image in the image reduced by `scale`.
     QVIGeomRect virtualRect() const {
@@ -200,6 +202,7 @@ std::vector<uint8_t> writeCropped(const CropCase& c, const Grid& image) {
     recipe.subblockSize = c.subblockSize;
     recipe.crop = c.crop;
     recipe.scale = c.scale;
+    recipe.overflow.limit = c.overflowLimit;
     FunctionSourceImage source(uint32_t(c.width), uint32_t(c.height), 1,
                                [&](uint16_t, uint32_t x, uint32_t y) { return double(image.at(x, y)); });
     std::vector<uint8_t> bytes;
@@ -244,7 +247,7 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
         EXPECT_EQ(uint32_t(c.virtualRect().getHeight()), reader->getHeight());
         EXPECT_EQ(uint32_t(c.levels - c.scale), reader->getNumLevels());
         EXPECT_EQ(QVMath::levelToMag(c.levels - c.scale), reader->getMinMagnification());
-        const Pyramid bands = analyse(image, c.levels);
+        const Pyramid bands = analyse(image, c.levels, c.overflowLimit);
         for (int k = -1; k <= c.levels - c.scale; ++k) {
             SCOPED_TRACE(testing::Message() << "2^-" << k);
             const Grid want = expected(c, bands, k);
@@ -275,6 +278,8 @@ TEST(RulesCrop, InnerCropsShowTheSynthesisOfTheKeptCoefficients) {
         {"no levels", 30, 20, 0, 8, QVIGeomRect(3, 4, 21, 12), 0},
         {"scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 25, 20), 1},
         {"scale 2, odd sizes", 77, 61, 3, 8, QVIGeomRect(2, 1, 14, 11), 2},
+        {"overflow bands", 45, 37, 3, 8, QVIGeomRect(5, 3, 30, 25), 0, 300},
+        {"overflow bands, scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 25, 20), 1, 200},
     };
     checkCases(cases, [](const CropCase& c, Pyramid bands, int k) {
         keepCroppedCoefficients(bands, c.levels, fullCrop(c));
@@ -292,6 +297,7 @@ TEST(RulesCrop, CropsToTheImageEdgesAreExact) {
         {"scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 31, 23), 1},
         {"scale 1, odd sizes", 45, 37, 3, 8, QVIGeomRect(4, 1, 22, 18), 1},
         {"scale 2 without a crop", 45, 37, 3, 8, std::nullopt, 2},
+        {"overflow bands", 45, 37, 3, 8, QVIGeomRect(7, 6, 44, 36), 0, 250},
     };
     checkCases(cases, [](const CropCase& c, const Pyramid& bands, int k) { return expectedVirtual(c, bands, k); });
 }
