@@ -3,7 +3,8 @@
 // the crop's projection (one more to the left in a high band), and what a
 // reader shows is the synthesis of those alone. The expected pixels come
 // from the whole-array model in rules_reference.h; the coefficient areas
-// are worked out by hand.
+// are worked out by hand. The same model checks whole images whose level
+// count runs down to one-sample bands.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -123,6 +124,8 @@ struct CropCase {
     uint16_t subblockSize;
     std::optional<QVIGeomRect> crop;
     int8_t scale;
+    // What each level's low-low band moves into its overflow band (0: nothing).
+    uint32_t overflowLimit = 0;
 
     // The virtual image in the image reduced by `scale`.
     QVIGeomRect virtualRect() const {
@@ -199,6 +202,7 @@ std::vector<uint8_t> writeCropped(const CropCase& c, const Grid& image) {
     recipe.subblockSize = c.subblockSize;
     recipe.crop = c.crop;
     recipe.scale = c.scale;
+    recipe.overflow.limit = c.overflowLimit;
     FunctionSourceImage source(uint32_t(c.width), uint32_t(c.height), 1,
                                [&](uint16_t, uint32_t x, uint32_t y) { return double(image.at(x, y)); });
     std::vector<uint8_t> bytes;
@@ -243,7 +247,7 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
         EXPECT_EQ(uint32_t(c.virtualRect().getHeight()), reader->getHeight());
         EXPECT_EQ(uint32_t(c.levels - c.scale), reader->getNumLevels());
         EXPECT_EQ(QVMath::levelToMag(c.levels - c.scale), reader->getMinMagnification());
-        const Pyramid bands = analyse(image, c.levels);
+        const Pyramid bands = analyse(image, c.levels, c.overflowLimit);
         for (int k = -1; k <= c.levels - c.scale; ++k) {
             SCOPED_TRACE(testing::Message() << "2^-" << k);
             const Grid want = expected(c, bands, k);
@@ -274,6 +278,8 @@ TEST(RulesCrop, InnerCropsShowTheSynthesisOfTheKeptCoefficients) {
         {"no levels", 30, 20, 0, 8, QVIGeomRect(3, 4, 21, 12), 0},
         {"scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 25, 20), 1},
         {"scale 2, odd sizes", 77, 61, 3, 8, QVIGeomRect(2, 1, 14, 11), 2},
+        {"overflow bands", 45, 37, 3, 8, QVIGeomRect(5, 3, 30, 25), 0, 300},
+        {"overflow bands, scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 25, 20), 1, 200},
     };
     checkCases(cases, [](const CropCase& c, Pyramid bands, int k) {
         keepCroppedCoefficients(bands, c.levels, fullCrop(c));
@@ -291,8 +297,43 @@ TEST(RulesCrop, CropsToTheImageEdgesAreExact) {
         {"scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 31, 23), 1},
         {"scale 1, odd sizes", 45, 37, 3, 8, QVIGeomRect(4, 1, 22, 18), 1},
         {"scale 2 without a crop", 45, 37, 3, 8, std::nullopt, 2},
+        {"overflow bands", 45, 37, 3, 8, QVIGeomRect(7, 6, 44, 36), 0, 250},
     };
     checkCases(cases, [](const CropCase& c, const Pyramid& bands, int k) { return expectedVirtual(c, bands, k); });
+}
+
+// The same model over whole images with more levels than their size
+// needs, down to bands of one sample: every magnification whose image has
+// 3 rows and columns decodes exactly; a smaller one has no decoder (2009).
+TEST(RulesCrop, DeepLevelCountsDecodeWhileTheLevelHasThreeSamples) {
+    const CropCase cases[] = {
+        {"wide and 3 high", 40, 3, 6, 8, std::nullopt, 0},
+        {"3 wide and tall", 3, 37, 7, 8, std::nullopt, 0},
+        {"square", 64, 64, 8, 16, std::nullopt, 0},
+        {"odd", 5, 9, 5, 8, std::nullopt, 0},
+    };
+    for (const CropCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Grid image = sourceImage(c.width, c.height, 5);
+        std::vector<uint8_t> bytes = writeCropped(c, image);
+        auto stream = openMemStream(bytes);
+        TavixImageReader* reader = TavixImageReader::create();
+        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        const Pyramid bands = analyse(image, c.levels);
+        for (int k = -1; k <= c.levels; ++k) {
+            SCOPED_TRACE(testing::Message() << "2^-" << k);
+            const double mag = QVMath::levelToMag(k);
+            uint32_t w = 0, h = 0;
+            ASSERT_EQ(0u, reader->getDimsAtMag(mag, w, h));
+            if (std::min(w, h) >= 3) {
+                expectGrid(expectedVirtual(c, bands, k), decodeScene(*reader, k, 0, 0, w, h));
+            } else {
+                QVISceneBuffer buffer(reader->getPixelProps(), w, h);
+                EXPECT_EQ(2009u, reader->read(QVIScene(0, 0, w, h, mag), buffer));
+            }
+        }
+        reader->release();
+    }
 }
 
 }  // namespace
