@@ -90,17 +90,27 @@ inline Grid decimate(const Grid& g, int64_t x0, int64_t y0) {
 using Pyramid = std::vector<Grid>;
 
 // Analysis: horizontal then vertical on each level, the reverse of the
-// synthesis order. Overflow bands stay zero.
-inline Pyramid analyse(Grid image, int numLevels) {
+// synthesis order. Each level's low-low band keeps values within
+// +-overflowLimit and moves the rest into its overflow band (0: no limit,
+// overflow bands stay zero); the decoder adds them back.
+inline Pyramid analyse(Grid image, int numLevels, int64_t overflowLimit = 0) {
     Pyramid bands(size_t(4 * numLevels + 1));
     for (int k = numLevels; k >= 1; --k) {
         eachRow(image, analyse1D);
         eachColumn(image, analyse1D);
-        bands[size_t(4 * k - 3)] = Grid((image.width + 1) / 2, (image.height + 1) / 2);
         bands[size_t(4 * k - 2)] = decimate(image, 1, 0);
         bands[size_t(4 * k - 1)] = decimate(image, 0, 1);
         bands[size_t(4 * k)] = decimate(image, 1, 1);
         image = decimate(image, 0, 0);
+        Grid spill(image.width, image.height);
+        for (size_t i = 0; overflowLimit > 0 && i < image.v.size(); ++i) {
+            const int64_t kept = image.v[i] < -overflowLimit ? -overflowLimit
+                                 : image.v[i] > overflowLimit ? overflowLimit
+                                                              : image.v[i];
+            spill.v[i] = image.v[i] - kept;
+            image.v[i] = kept;
+        }
+        bands[size_t(4 * k - 3)] = spill;
     }
     bands[0] = image;
     return bands;
@@ -144,6 +154,12 @@ inline Grid synthesise(const Pyramid& bands, int numLevels, int64_t width, int64
     }
     if (reduction > 0) image = sum(image, bands[size_t(4 * (numLevels - reduction) + 1)]);
     return image;
+}
+
+// One level of synthesis without detail: the image at twice its size.
+inline Grid enlarge(const Grid& image) {
+    const Grid zero(image.width, image.height);
+    return synthesiseLevel(image, zero, zero, zero, 2 * image.width, 2 * image.height);
 }
 
 inline Grid window(const Grid& g, int64_t x0, int64_t y0, int64_t w, int64_t h) {

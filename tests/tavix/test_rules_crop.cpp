@@ -3,7 +3,8 @@
 // the crop's projection (one more to the left in a high band), and what a
 // reader shows is the synthesis of those alone. The expected pixels come
 // from the whole-array model in rules_reference.h; the coefficient areas
-// are worked out by hand.
+// are worked out by hand. The same model checks whole images whose level
+// count runs down to one-sample bands.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -123,6 +124,8 @@ struct CropCase {
     uint16_t subblockSize;
     std::optional<QVIGeomRect> crop;
     int8_t scale;
+    // What each level's low-low band moves into its overflow band (0: nothing).
+    uint32_t overflowLimit = 0;
 
     // The virtual image in the image reduced by `scale`.
     QVIGeomRect virtualRect() const {
@@ -173,14 +176,21 @@ void keepCroppedCoefficients(Pyramid& bands, int levels, const FullCrop& crop) {
     }
 }
 
-// The virtual image at 2^-k: the full image's synthesis at reduction
-// scale + k, from the crop's corner shifted by k, clamped to the sample type.
+// The virtual image at 2^-k (k = -1: twice its size): the full image's
+// synthesis at reduction scale + k (enlarged without detail below 0), from
+// the crop's corner brought to that scale, clipped to the image there, and
+// clamped to the sample type.
 Grid expectedVirtual(const CropCase& c, const Pyramid& bands, int k) {
-    const Grid reduced = synthesise(bands, c.levels, c.width, c.height, c.scale + k);
+    const int reduction = c.scale + k;
+    Grid image = synthesise(bands, c.levels, c.width, c.height, std::max(reduction, 0));
+    for (int r = reduction; r < 0; ++r) image = enlarge(image);
     const QVIGeomRect crop = c.virtualRect();
-    const int64_t w = (crop.getWidth() + (int64_t(1) << k) - 1) >> k;
-    const int64_t h = (crop.getHeight() + (int64_t(1) << k) - 1) >> k;
-    Grid out = window(reduced, crop.x0 >> k, crop.y0 >> k, w, h);
+    const auto corner = [k](int64_t v) { return k >= 0 ? v >> k : v << -k; };
+    const auto size = [k](int64_t v) { return k >= 0 ? (v + (int64_t(1) << k) - 1) >> k : v << -k; };
+    const int64_t x0 = corner(crop.x0), y0 = corner(crop.y0);
+    const int64_t w = std::min(size(crop.getWidth()), image.width - x0);
+    const int64_t h = std::min(size(crop.getHeight()), image.height - y0);
+    Grid out = window(image, x0, y0, w, h);
     for (int64_t& v : out.v) v = std::clamp(v, kMin, kMax);
     return out;
 }
@@ -192,6 +202,7 @@ std::vector<uint8_t> writeCropped(const CropCase& c, const Grid& image) {
     recipe.subblockSize = c.subblockSize;
     recipe.crop = c.crop;
     recipe.scale = c.scale;
+    recipe.overflow.limit = c.overflowLimit;
     FunctionSourceImage source(uint32_t(c.width), uint32_t(c.height), 1,
                                [&](uint16_t, uint32_t x, uint32_t y) { return double(image.at(x, y)); });
     std::vector<uint8_t> bytes;
@@ -199,12 +210,10 @@ std::vector<uint8_t> writeCropped(const CropCase& c, const Grid& image) {
     return bytes;
 }
 
-Grid decodeWhole(TavixImageReader& reader, int k) {
-    const double mag = QVMath::levelToMag(k);
-    uint32_t w = 0, h = 0;
-    EXPECT_EQ(0u, reader.getDimsAtMag(mag, w, h));
+// The scene (x0, y0, w, h) of the virtual image at 2^-k.
+Grid decodeScene(TavixImageReader& reader, int k, uint32_t x0, uint32_t y0, uint32_t w, uint32_t h) {
     QVISceneBuffer buffer(reader.getPixelProps(), w, h);
-    EXPECT_EQ(0u, reader.read(QVIScene(0, 0, w, h, mag), buffer));
+    EXPECT_EQ(0u, reader.read(QVIScene(x0, y0, w, h, QVMath::levelToMag(k)), buffer));
     Grid out(w, h);
     for (uint32_t y = 0; y < h; ++y)
         for (uint32_t x = 0; x < w; ++x) out.at(x, y) = *static_cast<const int16_t*>(buffer.getSample(x, y, 0));
@@ -223,7 +232,8 @@ void expectGrid(const Grid& want, const Grid& got) {
 }
 
 // Decodes the file of each case at every magnification of its virtual
-// image, against `expected(case, full pyramid, k)`.
+// image and at twice its size, whole and its lower right part, against
+// `expected(case, full pyramid, k)`.
 template <class Expected>
 void checkCases(const std::vector<CropCase>& cases, Expected expected) {
     for (const CropCase& c : cases) {
@@ -237,10 +247,19 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
         EXPECT_EQ(uint32_t(c.virtualRect().getHeight()), reader->getHeight());
         EXPECT_EQ(uint32_t(c.levels - c.scale), reader->getNumLevels());
         EXPECT_EQ(QVMath::levelToMag(c.levels - c.scale), reader->getMinMagnification());
-        const Pyramid bands = analyse(image, c.levels);
-        for (int k = 0; k <= c.levels - c.scale; ++k) {
+        const Pyramid bands = analyse(image, c.levels, c.overflowLimit);
+        for (int k = -1; k <= c.levels - c.scale; ++k) {
             SCOPED_TRACE(testing::Message() << "2^-" << k);
-            expectGrid(expected(c, bands, k), decodeWhole(*reader, k));
+            const Grid want = expected(c, bands, k);
+            uint32_t w = 0, h = 0;
+            ASSERT_EQ(0u, reader->getDimsAtMag(QVMath::levelToMag(k), w, h));
+            ASSERT_EQ(want.width, int64_t(w));
+            ASSERT_EQ(want.height, int64_t(h));
+            expectGrid(want, decodeScene(*reader, k, 0, 0, w, h));
+            // The lower right part, from an odd corner where the size allows.
+            const uint32_t x0 = (w / 2) | 1, y0 = (h / 2) | 1;
+            if (x0 < w && y0 < h)
+                expectGrid(window(want, x0, y0, w - x0, h - y0), decodeScene(*reader, k, x0, y0, w - x0, h - y0));
         }
         reader->release();
     }
@@ -259,6 +278,8 @@ TEST(RulesCrop, InnerCropsShowTheSynthesisOfTheKeptCoefficients) {
         {"no levels", 30, 20, 0, 8, QVIGeomRect(3, 4, 21, 12), 0},
         {"scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 25, 20), 1},
         {"scale 2, odd sizes", 77, 61, 3, 8, QVIGeomRect(2, 1, 14, 11), 2},
+        {"overflow bands", 45, 37, 3, 8, QVIGeomRect(5, 3, 30, 25), 0, 300},
+        {"overflow bands, scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 25, 20), 1, 200},
     };
     checkCases(cases, [](const CropCase& c, Pyramid bands, int k) {
         keepCroppedCoefficients(bands, c.levels, fullCrop(c));
@@ -276,8 +297,43 @@ TEST(RulesCrop, CropsToTheImageEdgesAreExact) {
         {"scale 1", 64, 48, 3, 8, QVIGeomRect(3, 2, 31, 23), 1},
         {"scale 1, odd sizes", 45, 37, 3, 8, QVIGeomRect(4, 1, 22, 18), 1},
         {"scale 2 without a crop", 45, 37, 3, 8, std::nullopt, 2},
+        {"overflow bands", 45, 37, 3, 8, QVIGeomRect(7, 6, 44, 36), 0, 250},
     };
     checkCases(cases, [](const CropCase& c, const Pyramid& bands, int k) { return expectedVirtual(c, bands, k); });
+}
+
+// The same model over whole images with more levels than their size
+// needs, down to bands of one sample: every magnification whose image has
+// 3 rows and columns decodes exactly; a smaller one has no decoder (2009).
+TEST(RulesCrop, DeepLevelCountsDecodeWhileTheLevelHasThreeSamples) {
+    const CropCase cases[] = {
+        {"wide and 3 high", 40, 3, 6, 8, std::nullopt, 0},
+        {"3 wide and tall", 3, 37, 7, 8, std::nullopt, 0},
+        {"square", 64, 64, 8, 16, std::nullopt, 0},
+        {"odd", 5, 9, 5, 8, std::nullopt, 0},
+    };
+    for (const CropCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Grid image = sourceImage(c.width, c.height, 5);
+        std::vector<uint8_t> bytes = writeCropped(c, image);
+        auto stream = openMemStream(bytes);
+        TavixImageReader* reader = TavixImageReader::create();
+        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        const Pyramid bands = analyse(image, c.levels);
+        for (int k = -1; k <= c.levels; ++k) {
+            SCOPED_TRACE(testing::Message() << "2^-" << k);
+            const double mag = QVMath::levelToMag(k);
+            uint32_t w = 0, h = 0;
+            ASSERT_EQ(0u, reader->getDimsAtMag(mag, w, h));
+            if (std::min(w, h) >= 3) {
+                expectGrid(expectedVirtual(c, bands, k), decodeScene(*reader, k, 0, 0, w, h));
+            } else {
+                QVISceneBuffer buffer(reader->getPixelProps(), w, h);
+                EXPECT_EQ(2009u, reader->read(QVIScene(0, 0, w, h, mag), buffer));
+            }
+        }
+        reader->release();
+    }
 }
 
 }  // namespace

@@ -233,8 +233,9 @@ struct PlaneSpec {
     const std::vector<uint8_t>* raw;   // raw bytes
 };
 
-// Codes the planes in order with one set of contexts, as one band's planes are.
-void setPlanes(XR3SubblockData& data, Kind kind, const std::vector<PlaneSpec>& planes) {
+// Codes the planes of one band in order with one set of contexts, fresh
+// for the band.
+void setPlanes(XR3SubblockData& data, Kind kind, const std::vector<PlaneSpec>& planes, unsigned band = 0) {
     auto cx = freshContexts();
     for (const PlaneSpec& spec : planes) {
         std::vector<uint8_t> bytes;
@@ -245,19 +246,22 @@ void setPlanes(XR3SubblockData& data, Kind kind, const std::vector<PlaneSpec>& p
             encodeScan(*spec.scan, kind, cx, encoder);
             bytes = encoder.finish();
         }
-        XR3PlaneData& plane = data.plane(0, spec.plane);
+        XR3PlaneData& plane = data.plane(band, spec.plane);
         ASSERT_EQ(0u, plane.allocate(uint32_t(bytes.size())));
         std::copy(bytes.begin(), bytes.end(), plane.buffer);
         plane.markPresent(spec.raw != nullptr);
     }
 }
 
-Block decode(const XR3SubblockData& data, bool round) {
-    Block out;
-    out.fill(0x5A5A5A5A);
-    int32_t* target[1] = {out.data()};
-    EXPECT_EQ(0u, data.decode(target, 4, 0, round));
-    return out;
+Block decode(const XR3SubblockData& data, bool round, unsigned band = 0) {
+    std::vector<Block> out(data.numBands);
+    std::vector<int32_t*> targets;
+    for (Block& b : out) {
+        b.fill(0x5A5A5A5A);
+        targets.push_back(b.data());
+    }
+    EXPECT_EQ(0u, data.decode(targets.data(), 4, 0, round));
+    return out[band];
 }
 
 struct SubbandKind {
@@ -285,9 +289,14 @@ protected:
 }  // namespace
 
 TEST_P(HandCodedSubblock, ThreeMQPlanes) {
-    setPlanes(data, GetParam().kind, {{29, &kPlane29, nullptr}, {30, &kPlane30, nullptr}, {31, &kPlane31, nullptr}});
+    // Band 1 holds the same planes: its contexts start afresh.
+    ASSERT_EQ(0u, data.initSize(GetParam().subband, 0, 2, 4, 4));
+    const std::vector<PlaneSpec> planes = {{29, &kPlane29, nullptr}, {30, &kPlane30, nullptr}, {31, &kPlane31, nullptr}};
+    setPlanes(data, GetParam().kind, planes, 0);
+    setPlanes(data, GetParam().kind, planes, 1);
     const Block want = block({{0, -3}, {5, 7}, {7, 2}, {10, -5}, {11, -3}});
     EXPECT_EQ(want, decode(data, false));
+    EXPECT_EQ(want, decode(data, false, 1));
     // Plane 31 is there: no plane is missing, so nothing is added.
     EXPECT_EQ(want, decode(data, true));
 }
@@ -384,7 +393,8 @@ TEST(HandCodedRawPlane, SignPredictionFromDirectNeighbours) {
 // ------------------------------------------------------------ the MQ decoder
 
 TEST(StandardEncodedStrings, DecodeToTheirSymbols) {
-    // Random decisions in random contexts, coded by the standard's encoder:
+    // Random decisions in random contexts, coded by the standard's encoder
+    // (and, byte for byte the same, by the library's):
     // the strings carry 0xFF bytes with their 7-bit successors and carries,
     // and are cut by the flush so that the decoder reads on into the virtual
     // tail. Each string must give its symbols back.
@@ -396,12 +406,20 @@ TEST(StandardEncodedStrings, DecodeToTheirSymbols) {
         std::vector<unsigned> contexts(count), symbols(count);
         auto cx = freshContexts();
         StandardMQEncoder encoder;
+        XR3MQContexts libraryContexts;
+        libraryContexts.reset();
+        std::vector<uint8_t> libraryBytes;
+        QVMQEncoder libraryEncoder(libraryBytes);
         for (size_t i = 0; i < count; ++i) {
             contexts[i] = rng() % 19;
             symbols[i] = (rng() % 64) < 32u >> skew ? 1u : 0u;
             encoder.encode(cx[contexts[i]], symbols[i]);
+            libraryEncoder.encode(libraryContexts.state[contexts[i]], symbols[i]);
         }
         const std::vector<uint8_t> bytes = encoder.finish();
+        // The library's encoder, which writes the test images, makes the same string.
+        libraryEncoder.flush();
+        ASSERT_EQ(bytes, libraryBytes) << "trial " << trial;
         for (size_t i = 0; i + 1 < bytes.size(); ++i) withFF += bytes[i] == 0xFF;
         endingAtFF += !bytes.empty() && bytes.back() == 0xFF;
         startingWithFF += !bytes.empty() && bytes.front() == 0xFF;

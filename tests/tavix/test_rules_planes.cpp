@@ -222,6 +222,7 @@ struct Case {
     const Sample* sample;
     bool mse;
     XR3MemoryModel model;
+    bool streamBuffers;  // a payload buffer per subband
 };
 
 void PrintTo(const Case& c, std::ostream* os) { *os << c.sample->name; }
@@ -231,19 +232,22 @@ std::vector<Case> allCases() {
     for (const Sample& sample : kSamples)
         for (bool mse : {false, true})
             for (XR3MemoryModel model : {XR3_MEMORY_MODEL_FULL, XR3_MEMORY_MODEL_PARTIAL})
-                cases.push_back({&sample, mse, model});
+                for (bool streamBuffers : {false, true})
+                    cases.push_back({&sample, mse, model, streamBuffers});
     return cases;
 }
 
 std::string caseName(const testing::TestParamInfo<Case>& info) {
     return std::string(info.param.sample->name) + (info.param.mse ? "Mse" : "") +
-           (info.param.model == XR3_MEMORY_MODEL_FULL ? "Full" : "Partial");
+           (info.param.model == XR3_MEMORY_MODEL_FULL ? "Full" : "Partial") +
+           (info.param.streamBuffers ? "Buffered" : "");
 }
 
 class HandLaidPlaneset : public testing::TestWithParam<Case> {
 protected:
     void SetUp() override {
         const Case& c = GetParam();
+        ScopedEnv env("XR3_USE_STREAM_BUFFERS", c.streamBuffers ? "1" : nullptr);
         ASSERT_EQ(0u, image.open(imageFile(c.sample->make(c.mse), c.mse), c.model));
     }
 
@@ -300,6 +304,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, HandLaidPlaneset, testing::ValuesIn(allCases()
 
 TEST(HandLaidPlanesetModel, PartialTableOnlyForPipelineDataFirst) {
     // The partial model asked for stays in force for layout 2 only.
+    ScopedEnv env("QV_XR3_MEMORY_MODEL", nullptr);
     for (const Sample& sample : kSamples) {
         OpenedImage image;
         const Planeset planeset = sample.make(false);
