@@ -42,6 +42,9 @@ public:
             coef |= kSignBit;
         return positive;
     }
+    int skipZeroRun(unsigned context, const uint32_t* states, int first, int end) {
+        return m_decoder.decodeZeroRun(m_contexts[context], states, first, end);
+    }
 
 private:
     XR3MQDecoder m_decoder;
