@@ -227,7 +227,7 @@ Block block(std::initializer_list<std::pair<int, int32_t>> values) {
     return b;
 }
 
-struct PlaneSpec {
+struct CodedPlane {
     unsigned plane;
     const Scan* scan;                  // MQ coded, or
     const std::vector<uint8_t>* raw;   // raw bytes
@@ -235,21 +235,21 @@ struct PlaneSpec {
 
 // Codes the planes of one band in order with one set of contexts, fresh
 // for the band.
-void setPlanes(XR3SubblockData& data, Kind kind, const std::vector<PlaneSpec>& planes, unsigned band = 0) {
+void setPlanes(XR3SubblockData& data, Kind kind, const std::vector<CodedPlane>& planes, unsigned band = 0) {
     auto cx = freshContexts();
-    for (const PlaneSpec& spec : planes) {
+    for (const CodedPlane& coded : planes) {
         std::vector<uint8_t> bytes;
-        if (spec.raw) {
-            bytes = *spec.raw;
+        if (coded.raw) {
+            bytes = *coded.raw;
         } else {
             StandardMQEncoder encoder;
-            encodeScan(*spec.scan, kind, cx, encoder);
+            encodeScan(*coded.scan, kind, cx, encoder);
             bytes = encoder.finish();
         }
-        XR3PlaneData& plane = data.plane(band, spec.plane);
+        XR3PlaneData& plane = data.plane(band, coded.plane);
         ASSERT_EQ(0u, plane.allocate(uint32_t(bytes.size())));
         std::copy(bytes.begin(), bytes.end(), plane.buffer);
-        plane.markPresent(spec.raw != nullptr);
+        plane.markPresent(coded.raw != nullptr);
     }
 }
 
@@ -291,7 +291,7 @@ protected:
 TEST_P(HandCodedSubblock, ThreeMQPlanes) {
     // Band 1 holds the same planes: its contexts start afresh.
     ASSERT_EQ(0u, data.initSize(GetParam().subband, 0, 2, 4, 4));
-    const std::vector<PlaneSpec> planes = {{29, &kPlane29, nullptr}, {30, &kPlane30, nullptr}, {31, &kPlane31, nullptr}};
+    const std::vector<CodedPlane> planes = {{29, &kPlane29, nullptr}, {30, &kPlane30, nullptr}, {31, &kPlane31, nullptr}};
     setPlanes(data, GetParam().kind, planes, 0);
     setPlanes(data, GetParam().kind, planes, 1);
     const Block want = block({{0, -3}, {5, 7}, {7, 2}, {10, -5}, {11, -3}});
