@@ -98,9 +98,7 @@ QVStatus DecodeBase::get_line(int32_t** lines, uint32_t subband, uint32_t row, u
     const uint32_t n = m_subblockSize;
     const Span span{subband, row / n, firstCol / n, lastCol / n};
     CacheEntry& entry = m_cache[subband];
-    const uint32_t first = m_info.getSubblockIndex(subband, span.subblockRow, span.firstCol);
-    const uint32_t last = m_info.getSubblockIndex(subband, span.subblockRow, span.lastCol);
-    if (!entry.now().covers(first, last)) {
+    if (!entry.now().covers(firstSubblock(span), lastSubblock(span))) {
         ++entry.misses;
         if (QVStatus status = loadCurrent(entry, span)) return status;
     }
@@ -115,9 +113,7 @@ QVStatus DecodeBase::get_line(int32_t** lines, uint32_t subband, uint32_t row, u
 }
 
 QVStatus DecodeBase::loadCurrent(CacheEntry& entry, const Span& span) {
-    const uint32_t first = m_info.getSubblockIndex(span.subband, span.subblockRow, span.firstCol);
-    const uint32_t last = m_info.getSubblockIndex(span.subband, span.subblockRow, span.lastCol);
-    if (entry.ahead().covers(first, last)) {
+    if (entry.ahead().covers(firstSubblock(span), lastSubblock(span))) {
         entry.current ^= 1u;
     } else {
         // Not foreseen: an ahead row of another span is of no use, and its
@@ -144,8 +140,7 @@ void DecodeBase::startReadAhead(CacheEntry& entry, const Span& current) {
 
 void DecodeBase::startSlot(RowSlot& slot, const Span& span) {
     const uint32_t n = m_subblockSize;
-    const uint32_t first = m_info.getSubblockIndex(span.subband, span.subblockRow, span.firstCol);
-    const uint32_t last = m_info.getSubblockIndex(span.subband, span.subblockRow, span.lastCol);
+    const uint32_t first = firstSubblock(span), last = lastSubblock(span);
     slot.firstSubblock = first;
     slot.lastSubblock = last;
     slot.firstColumn = span.firstCol * n;

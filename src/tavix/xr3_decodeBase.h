@@ -121,6 +121,12 @@ private:
 
     class SubblockJob;
 
+    uint32_t firstSubblock(const Span& span) const {
+        return m_info.getSubblockIndex(span.subband, span.subblockRow, span.firstCol);
+    }
+    uint32_t lastSubblock(const Span& span) const {
+        return m_info.getSubblockIndex(span.subband, span.subblockRow, span.lastCol);
+    }
     void readComponentSet();
     bool readsAhead() const { return m_numThreads >= 2; }
     // Brings `span` into the current slot: from the slot read ahead when it
