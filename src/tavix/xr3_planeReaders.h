@@ -225,6 +225,10 @@ protected:
     // Reads the offset word at position (straight from the stream, so that
     // no payload byte is read) and checks the unit against the stream.
     QVStatus readUnit(int64_t position, int64_t dataStart, Unit& unit);
+    // The unit of an offset word read at position; false when it would lie
+    // outside the stream.
+    bool placeUnit(int64_t position, int64_t dataStart, const uint8_t* wordBytes, Unit& unit) const;
+    uint32_t getWordBytes() const { return hasWideLengths() ? 8 : 4; }
     // Walks the tokens of one unit from its token start; with closeAtBoundary
     // the unit ends as told for raster blocks, else when the planes end.
     // tokenEnd receives the position behind its last token.

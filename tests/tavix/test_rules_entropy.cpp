@@ -227,37 +227,41 @@ Block block(std::initializer_list<std::pair<int, int32_t>> values) {
     return b;
 }
 
-struct PlaneSpec {
+struct CodedPlane {
     unsigned plane;
     const Scan* scan;                  // MQ coded, or
     const std::vector<uint8_t>* raw;   // raw bytes
 };
 
-// Codes the planes in order with one set of contexts, as one band's planes are.
-void setPlanes(XR3SubblockData& data, Kind kind, const std::vector<PlaneSpec>& planes) {
+// Codes the planes of one band in order with one set of contexts, fresh
+// for the band.
+void setPlanes(XR3SubblockData& data, Kind kind, const std::vector<CodedPlane>& planes, unsigned band = 0) {
     auto cx = freshContexts();
-    for (const PlaneSpec& spec : planes) {
+    for (const CodedPlane& coded : planes) {
         std::vector<uint8_t> bytes;
-        if (spec.raw) {
-            bytes = *spec.raw;
+        if (coded.raw) {
+            bytes = *coded.raw;
         } else {
             StandardMQEncoder encoder;
-            encodeScan(*spec.scan, kind, cx, encoder);
+            encodeScan(*coded.scan, kind, cx, encoder);
             bytes = encoder.finish();
         }
-        XR3PlaneData& plane = data.plane(0, spec.plane);
+        XR3PlaneData& plane = data.plane(band, coded.plane);
         ASSERT_EQ(0u, plane.allocate(uint32_t(bytes.size())));
         std::copy(bytes.begin(), bytes.end(), plane.buffer);
-        plane.markPresent(spec.raw != nullptr);
+        plane.markPresent(coded.raw != nullptr);
     }
 }
 
-Block decode(const XR3SubblockData& data, bool round) {
-    Block out;
-    out.fill(0x5A5A5A5A);
-    int32_t* target[1] = {out.data()};
-    EXPECT_EQ(0u, data.decode(target, 4, 0, round));
-    return out;
+Block decode(const XR3SubblockData& data, bool round, unsigned band = 0) {
+    std::vector<Block> out(data.numBands);
+    std::vector<int32_t*> targets;
+    for (Block& b : out) {
+        b.fill(0x5A5A5A5A);
+        targets.push_back(b.data());
+    }
+    EXPECT_EQ(0u, data.decode(targets.data(), 4, 0, round));
+    return out[band];
 }
 
 struct SubbandKind {
@@ -285,9 +289,14 @@ protected:
 }  // namespace
 
 TEST_P(HandCodedSubblock, ThreeMQPlanes) {
-    setPlanes(data, GetParam().kind, {{29, &kPlane29, nullptr}, {30, &kPlane30, nullptr}, {31, &kPlane31, nullptr}});
+    // Band 1 holds the same planes: its contexts start afresh.
+    ASSERT_EQ(0u, data.initSize(GetParam().subband, 0, 2, 4, 4));
+    const std::vector<CodedPlane> planes = {{29, &kPlane29, nullptr}, {30, &kPlane30, nullptr}, {31, &kPlane31, nullptr}};
+    setPlanes(data, GetParam().kind, planes, 0);
+    setPlanes(data, GetParam().kind, planes, 1);
     const Block want = block({{0, -3}, {5, 7}, {7, 2}, {10, -5}, {11, -3}});
     EXPECT_EQ(want, decode(data, false));
+    EXPECT_EQ(want, decode(data, false, 1));
     // Plane 31 is there: no plane is missing, so nothing is added.
     EXPECT_EQ(want, decode(data, true));
 }

@@ -304,6 +304,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, HandLaidPlaneset, testing::ValuesIn(allCases()
 
 TEST(HandLaidPlanesetModel, PartialTableOnlyForPipelineDataFirst) {
     // The partial model asked for stays in force for layout 2 only.
+    ScopedEnv env("QV_XR3_MEMORY_MODEL", nullptr);
     for (const Sample& sample : kSamples) {
         OpenedImage image;
         const Planeset planeset = sample.make(false);
