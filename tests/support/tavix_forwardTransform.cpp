@@ -1,7 +1,6 @@
 #include "tavix_forwardTransform.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace TavixFixture {
 
@@ -144,9 +143,8 @@ WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels,
     return bands;
 }
 
-CoefficientPlane inverseTransformToLevel(const WaveletBands& bands, uint32_t reduction) {
+CoefficientPlane inverseTransform(const WaveletBands& bands) {
     const uint32_t numLevels = bands.numLevels;
-    if (reduction > numLevels) throw std::invalid_argument("reduction beyond the levels");
     const CoefficientPlane& finest = numLevels ? bands.subbands[subbandOf(numLevels, 4)] : bands.subbands[0];
     // The full size from the finest level's bands (low part, plus high part).
     uint32_t w = bands.subbands[0].width, h = bands.subbands[0].height;
@@ -156,25 +154,11 @@ CoefficientPlane inverseTransformToLevel(const WaveletBands& bands, uint32_t red
     }
     const auto sizes = levelSizes(w, h, numLevels);
     CoefficientPlane current = bands.subbands[0];
-    const uint32_t lastLevel = numLevels - reduction;
-    for (uint32_t level = 1; level <= lastLevel; ++level) {
+    for (uint32_t level = 1; level <= numLevels; ++level) {
         const auto [lw, lh] = sizes[numLevels - level];
         current = synthesiseLevel(plus(current, bands.subbands[subbandOf(level, 1)]),
                                   bands.subbands[subbandOf(level, 2)], bands.subbands[subbandOf(level, 3)],
                                   bands.subbands[subbandOf(level, 4)], lw, lh);
-    }
-    if (lastLevel < numLevels) current = plus(current, bands.subbands[subbandOf(lastLevel + 1, 1)]);
-    return current;
-}
-
-CoefficientPlane inverseTransform(const WaveletBands& bands) { return inverseTransformToLevel(bands, 0); }
-
-CoefficientPlane lowLowAtReduction(const CoefficientPlane& image, uint32_t reduction, OverflowRule overflow) {
-    CoefficientPlane current = image;
-    for (uint32_t k = 0; k < reduction; ++k) {
-        if (k > 0)
-            for (int32_t& v : current.values) v = sub(v, overflow.overflowOf(v));
-        current = analyseLevel(current).lowLow;
     }
     return current;
 }

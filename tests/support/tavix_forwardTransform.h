@@ -7,8 +7,6 @@
 //   // sizes it: 0 the low-low band, then per level from the coarsest the
 //   // overflow band, HL, LH, HH.
 //   CoefficientPlane back = TavixFixture::inverseTransform(bands);   // == image
-//   CoefficientPlane quarter = TavixFixture::lowLowAtReduction(image, 2);
-//   // what a decode at magnification 1/4 gives before clamping
 //
 // Arithmetic is 32-bit and wraps, as the synthesis does, so that every
 // lifting step undoes exactly. For images too large to hold, the streaming
@@ -79,15 +77,6 @@ inline uint32_t subbandOf(uint32_t level, uint32_t position) { return 4 * (level
 WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels, OverflowRule overflow = {});
 // The whole-array synthesis: vertical then horizontal per level.
 CoefficientPlane inverseTransform(const WaveletBands& bands);
-// What a decode at magnification 2^-reduction gives: synthesis up to level
-// numLevels - reduction, plus the overflow band of the next finer level.
-CoefficientPlane inverseTransformToLevel(const WaveletBands& bands, uint32_t reduction);
-// The low-low band after `reduction` analysis steps: the image a decode at
-// magnification 2^-reduction produces. Each level but the last of them
-// passes on its low-low band less what `overflow` moved into its overflow
-// band, as the forward transform does; without overflow it is the plain
-// low-low band of the image.
-CoefficientPlane lowLowAtReduction(const CoefficientPlane& image, uint32_t reduction, OverflowRule overflow = {});
 
 // Told of every subband row as soon as it is final. Rows of one subband come
 // in order; band b of the row is values + b * bandPitch, `width` samples.
