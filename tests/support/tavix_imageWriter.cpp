@@ -46,7 +46,6 @@ XR3ColorSpace codedColorSpace(XR3ColorSpace input, bool yiq) {
 }
 
 XR3Version fileVersion(const TavixImageRecipe& recipe, const XR3ImageInfo& info) {
-    if (recipe.exactVersion) return *recipe.exactVersion;
     if (recipe.version == TavixFileVersion::XR4) return XR3Version::getXR4Version();
     if (XR3Type::hasAlphaBand(info.inputColorSpace)) return XR3Version::getAlphaVersion();
     if (XR3Type::isSigned(info.dataType)) return XR3Version::getSignedDataVersion();
@@ -339,10 +338,9 @@ QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& s
     info.locked = recipe.planeset.lockValueWidth != 0;
     info.lockValueWidth = recipe.planeset.lockValueWidth;
     if (recipe.crop) info.setCropRect(*recipe.crop);
-    info.scale = recipe.scale;
     if (QVStatus status = setupSampleRange(recipe, source, info)) return status;
     if (QVStatus status = info.setup_subbands()) return status;
-    if (recipe.crop || recipe.scale) info.updateCroppedOrScaled();
+    if (recipe.crop) info.updateCroppedOrScaled();
     return 0;
 }
 

@@ -122,8 +122,6 @@ struct TavixImageRecipe {
     // Lossy files: the lowest bit planes left out of every band.
     uint32_t truncatePlanes = 0;
     TavixFileVersion version = TavixFileVersion::XR4;
-    // Overrides the version chosen from `version`.
-    std::optional<XR3Version> exactVersion;
     uint32_t imageNumber = 0;
     // Order, layout, token form, MSE values and lock values of the planeset.
     PlanesetOptions planeset;
@@ -137,10 +135,8 @@ struct TavixImageRecipe {
     // and maximum, spread over quantizationBits bits.
     std::vector<QuantizationInfo> quantization;
     uint32_t quantizationBits = 16;
-    // The virtual image: a crop rectangle (inclusive, in the full image
-    // reduced by `scale` octaves) and a scale; both stored only when set.
+    // The virtual image: a crop rectangle (inclusive), stored only when set.
     std::optional<QVIGeomRect> crop;
-    int8_t scale = 0;
     // Metadata packets: georeference (subType 3), classical records
     // (subType 1; a georeference may be given there too), XMP (4), Exif (5).
     std::optional<XR3GeorefData> georef;
