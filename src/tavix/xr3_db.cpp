@@ -289,7 +289,7 @@ QVStatus DB::addProxiesByStream(QVIOStreamReader<true>& reader, long long length
         if (!indexMode) {
             pos = now;
         } else {
-            pos += now - entryStart;
+            if (__builtin_add_overflow(pos, now - entryStart, &pos)) return xr3DBFail(QVI_STS_Tavix_CorruptFile);
             // A payload at or before our place in the index: the index itself
             // (or an object read before it), already registered.
             isIndexItself = now >= pos;
@@ -303,10 +303,8 @@ QVStatus DB::addProxiesByStream(QVIOStreamReader<true>& reader, long long length
         if (indexMode) {
             if (dataLength == kDBLengthToEnd) {
                 pos = start + length;
-            } else if (dataLength > std::numeric_limits<long long>::max() - pos) {
+            } else if (__builtin_add_overflow(pos, dataLength, &pos)) {
                 return xr3DBFail(QVI_STS_Tavix_CorruptFile);
-            } else {
-                pos += dataLength;
             }
         } else if (isContents(*type)) {
             // The index's first four bytes are not headers.

@@ -300,6 +300,11 @@ QVStatus XR3ImageInfo::projectSupportToScale(int32_t toScale, const QVIGeomRect&
 QVStatus XR3ImageInfo::getSupportAtScale(int32_t toScale, bool absolute, bool useVirtual, QVIGeomRect& out) const {
     const QVIGeomRect start = useVirtual ? getCropRect() : getFullRect();
     if (QVStatus st = projectSupportToScale(toScale, start, false, out)) return st;
+    // A magnified virtual image ends with the full image: the sizes of the
+    // reduced image it lies in were rounded up.
+    if (useVirtual && toScale < 0) {
+        if (QVStatus st = XR3Projectors::clipAtScale(width, height, out, toScale + scale)) return st;
+    }
     if (!absolute)
         out = QVIGeomRect(0, 0, int32_t(XR3RectOps::width(out) - 1), int32_t(XR3RectOps::height(out) - 1));
     return 0;

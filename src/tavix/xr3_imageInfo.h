@@ -223,7 +223,8 @@ public:
                                    QVIGeomRect& out) const;
     // The whole image (or with `useVirtual` the virtual image) at `scale`.
     // With `useVirtual` and `absolute` the result stands in the coordinates of
-    // the full image at scale + this->scale; without `absolute` it starts at 0, 0.
+    // the full image at scale + this->scale, and a magnified one ends where
+    // the full image ends; without `absolute` it starts at 0, 0.
     QVStatus getSupportAtScale(int32_t scale, bool absolute, bool useVirtual, QVIGeomRect& out) const;
 };
 

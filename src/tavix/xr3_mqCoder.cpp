@@ -36,7 +36,8 @@ constexpr std::array<XR3MQTransition, 94> makeTransitions() {
         for (unsigned mps = 0; mps < 2; ++mps) {
             const unsigned mpsAfterLPS = row.switchMPS ? mps ^ 1u : mps;
             table[XR3MQContexts::pack(state, mps)] = {row.qe, uint8_t(mps), XR3MQContexts::pack(row.nextOnMPS, mps),
-                                                      XR3MQContexts::pack(row.nextOnLPS, mpsAfterLPS)};
+                                                      XR3MQContexts::pack(row.nextOnLPS, mpsAfterLPS),
+                                                      ((uint64_t(1) << 32) + row.qe - 1) / row.qe};
         }
     }
     return table;

@@ -4,7 +4,9 @@
 // reads 0xFF and 0x7F alternately, that is, 1 bits for ever.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -20,6 +22,8 @@ struct XR3MQTransition {
     uint8_t mps;
     uint8_t nextOnMPS;  // context byte after coding an MPS
     uint8_t nextOnLPS;  // context byte after coding an LPS, MPS switched where due
+    // ceil(2^32 / qe): (b * qeReciprocal) >> 32 is b / qe for any b below 2^16.
+    uint64_t qeReciprocal;
 };
 
 extern const std::array<XR3MQTransition, 94> kXR3MQTransitions;
@@ -42,6 +46,13 @@ public:
     [[gnu::always_inline]] inline void start(const uint8_t* data, size_t length);
 
     [[gnu::always_inline]] inline unsigned decode(uint8_t& context);
+
+    // Decodes, from `first` on, one symbol of `context` per coefficient whose
+    // state word is 0, while the symbol is certain to be an MPS of 0 that
+    // needs no renormalisation; returns the first coefficient not decoded.
+    // A run of insignificant coefficients without significant neighbours
+    // thus costs a test per coefficient instead of a decode.
+    [[gnu::always_inline]] inline int decodeZeroRun(uint8_t context, const uint32_t* states, int first, int end);
 
 private:
     [[gnu::always_inline]] inline void renormalize();
@@ -68,14 +79,18 @@ inline void XR3MQDecoder::byteIn() {
     m_last = byte;
 }
 
+// Shifts A up to 0x8000 or more in as few steps as the pending code bits allow.
 inline void XR3MQDecoder::renormalize() {
-    do {
-        if (m_ct == 0)
-            byteIn();
-        m_a <<= 1;
-        m_c <<= 1;
-        --m_ct;
-    } while (m_a < 0x8000);
+    uint32_t shift = uint32_t(std::countl_zero(m_a)) - 16;
+    while (shift > m_ct) {
+        m_a <<= m_ct;
+        m_c <<= m_ct;
+        shift -= m_ct;
+        byteIn();
+    }
+    m_a <<= shift;
+    m_c <<= shift;
+    m_ct -= shift;
 }
 
 inline void XR3MQDecoder::start(const uint8_t* data, size_t length) {
@@ -113,6 +128,24 @@ inline unsigned XR3MQDecoder::decode(uint8_t& context) {
     context = exchanged ? t.nextOnLPS : t.nextOnMPS;
     renormalize();
     return symbol;
+}
+
+inline int XR3MQDecoder::decodeZeroRun(uint8_t context, const uint32_t* states, int first, int end) {
+    const XR3MQTransition& t = kXR3MQTransitions[context];
+    if (t.mps != 0)
+        return first;
+    // Each MPS takes Qe from both A and C: it needs C >= Qe, and A stays at
+    // 0x8000 or more without renormalisation.
+    const uint32_t room = std::min(m_a - 0x8000, m_c >> 16);
+    const uint32_t certain = uint32_t((uint64_t(room) * t.qeReciprocal) >> 32);
+    const int limit = int(std::min<int64_t>(end, int64_t(first) + certain));
+    int x = first;
+    while (x < limit && states[x] == 0)
+        ++x;
+    const uint32_t taken = uint32_t(x - first) * t.qe;
+    m_a -= taken;
+    m_c -= taken << 16;
+    return x;
 }
 
 // The encoder: registers restarted per plane, contexts kept by the caller;

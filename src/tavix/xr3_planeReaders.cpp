@@ -430,22 +430,26 @@ XR3DataFirstPlaneReader::XR3DataFirstPlaneReader(const XR3ImageInfo& info, const
                          useStreamBuffers ? info.numSubbands + 1u : 1u) {}
 
 QVStatus XR3DataFirstPlaneReader::readUnit(int64_t position, int64_t dataStart, Unit& unit) {
-    const uint32_t wordBytes = hasWideLengths() ? 8 : 4;
     uint8_t bytes[8];
     if (QVStatus status = seekDirect(position)) return status;
-    if (QVStatus status = readBytes(kDirect, bytes, wordBytes)) return status;
+    if (QVStatus status = readBytes(kDirect, bytes, getWordBytes())) return status;
+    return placeUnit(position, dataStart, bytes, unit) ? 0 : xr3Fail(QVI_STS_Tavix_ReadError);
+}
+
+bool XR3DataFirstPlaneReader::placeUnit(int64_t position, int64_t dataStart, const uint8_t* wordBytes,
+                                        Unit& unit) const {
     uint64_t word = 0;
-    for (uint32_t i = 0; i < wordBytes; ++i) word = word << 8 | bytes[i];
+    for (uint32_t i = 0; i < getWordBytes(); ++i) word = word << 8 | wordBytes[i];
     // The word counts from the planeset payload (wide) or from the packet
     // header as computeHeaderLength measures it (narrow).
     const int64_t base = dataStart - XR3PlanesetPacket::kPrefixLength -
                          (hasWideLengths() ? 0 : m_planeset.getPacketType().computeHeaderLength());
     const int64_t limit = getStreamLength() >= 0 ? getStreamLength() : std::numeric_limits<int64_t>::max() / 2;
-    unit.payloadStart = position + wordBytes;
-    if (word > uint64_t(limit)) return xr3Fail(QVI_STS_Tavix_ReadError);
+    if (word > uint64_t(limit)) return false;
+    unit.dataStart = dataStart;
+    unit.payloadStart = position + getWordBytes();
     unit.tokenStart = base + int64_t(word);
-    if (unit.tokenStart < unit.payloadStart || unit.tokenStart > limit) return xr3Fail(QVI_STS_Tavix_ReadError);
-    return 0;
+    return unit.tokenStart >= unit.payloadStart && unit.tokenStart <= limit;
 }
 
 QVStatus XR3DataFirstPlaneReader::walkUnit(const Unit& unit, XR3PlaneDescIter& planes, uint64_t& counted,
@@ -474,9 +478,27 @@ QVStatus XR3DataFirstPlaneReader::walkUnit(const Unit& unit, XR3PlaneDescIter& p
             counted = addPlanes(counted, value);
         }
         tokenPosition += tokenBytes;
-    } while (planes.isValid() &&
-             !(closeAtBoundary && payloadPosition == unit.tokenStart && atSubblockStart(planes)));
+        if (closeAtBoundary && payloadPosition == unit.tokenStart && atSubblockStart(planes)) {
+            bool ends = false;
+            if (QVStatus status = unitEndsAt(unit, tokenPosition, ends)) return status;
+            if (ends) break;
+        }
+    } while (planes.isValid());
     tokenEnd = tokenPosition;
+    return 0;
+}
+
+// A unit ends at a subblock boundary behind its last payload, or behind runs
+// over empty subblocks after it; what follows tells which. No token begins
+// with a zero byte, while an offset word does (an 8-byte one in any file, a
+// 4-byte one below 16 MiB). A 4-byte word beyond that is taken for one when
+// it points to tokens inside the stream.
+QVStatus XR3DataFirstPlaneReader::unitEndsAt(const Unit& unit, int64_t position, bool& ends) {
+    uint8_t bytes[8];
+    if (QVStatus status = readBytes(0, bytes, getWordBytes())) return status;
+    if (QVStatus status = seekStreamBuffer(0, position)) return status;
+    Unit next;
+    ends = bytes[0] == 0 || (!hasWideLengths() && placeUnit(position, unit.dataStart, bytes, next));
     return 0;
 }
 

@@ -21,14 +21,12 @@
 //    computeHeaderLength counts it), all payloads in token order, then all
 //    tokens.
 //  3 raster block: an 8-byte block count, then data-first units, each
-//    unit's offset word right behind the tokens of the one before. The
-//    tokens of a unit end behind the first token that leaves the walk at a
-//    subblock boundary with all of the unit's payload bytes accounted for
-//    (those of the last unit at the end of the planes). A writer thus ends
-//    a unit at a subblock boundary, with one run over its trailing empty
-//    planes; when its payloads end right at a boundary, with its last data
-//    token, the empty subblocks behind opening the next unit. A subblock's
-//    tokens never straddle two units.
+//    unit's offset word right behind the tokens of the one before (those of
+//    the last unit end with the planes). A unit holds whole subblocks: a
+//    subblock's tokens never straddle two units. Its tokens end at a
+//    subblock boundary with all of its payload bytes accounted for: right
+//    there, when the bytes behind begin an offset word, or behind the runs
+//    over empty subblocks that follow instead.
 //
 // A reader belongs to one thread. Reads go through stream buffers where it
 // pays: buffer 0 holds tokens (at open a 256 KiB one), buffer subband + 1
@@ -220,17 +218,25 @@ public:
 protected:
     // Where one data-first unit lies.
     struct Unit {
+        int64_t dataStart = 0;  // of the planeset, which offset words count from
         int64_t payloadStart = 0;
         int64_t tokenStart = 0;
     };
     // Reads the offset word at position (straight from the stream, so that
     // no payload byte is read) and checks the unit against the stream.
     QVStatus readUnit(int64_t position, int64_t dataStart, Unit& unit);
+    // The unit of an offset word read at position; false when it would lie
+    // outside the stream.
+    bool placeUnit(int64_t position, int64_t dataStart, const uint8_t* wordBytes, Unit& unit) const;
+    uint32_t getWordBytes() const { return hasWideLengths() ? 8 : 4; }
     // Walks the tokens of one unit from its token start; with closeAtBoundary
     // the unit ends as told for raster blocks, else when the planes end.
     // tokenEnd receives the position behind its last token.
     QVStatus walkUnit(const Unit& unit, XR3PlaneDescIter& planes, uint64_t& counted,
                       bool closeAtBoundary, XR3PlaneLengthVisitor& visitor, int64_t& tokenEnd);
+    // Whether the next unit begins at position, a subblock boundary behind
+    // all of the unit's payloads (the reader stays at position).
+    QVStatus unitEndsAt(const Unit& unit, int64_t position, bool& ends);
 
 private:
     // The tokens of one subblock, from its first plane with data on.

@@ -3,6 +3,7 @@
 // the scan keeps the neighbour marks. Internal to the subblock coder.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 
@@ -46,9 +47,17 @@ inline void markSignificant(uint32_t* s, ptrdiff_t pitch, bool positive) {
     }
 }
 
+// A coder that can pass over a run of coefficients of state 0 whose
+// significance symbols it knows to be 0: skipZeroRun(context, states, x, end)
+// gives the first coefficient at or after x that it did not pass over.
+template <class Coder>
+concept SkipsZeroRuns = requires(Coder& coder, const uint32_t* states) {
+    { coder.skipZeroRun(0u, states, 0, 0) } -> std::same_as<int>;
+};
+
 // One plane of magnitude bit `bit`, rows top to bottom, left to right.
 // Coder: refine(context, coef, bit); significance(context, coef, bit) -> bool;
-// sign(context, predicted, coef) -> positive.
+// sign(context, predicted, coef) -> positive; perhaps skipZeroRun.
 template <bool kDiagonals, class Coder>
 inline void scanPlane(const BandLayout& band, Coder& coder, uint32_t bit) {
     const XR3ContextTables& t = XR3ContextTables::get();
@@ -58,7 +67,15 @@ inline void scanPlane(const BandLayout& band, Coder& coder, uint32_t bit) {
         uint32_t* const s = band.state + y * pitch;
         uint32_t* const c = band.coefs + y * band.stride;
         for (int x = 0; x < band.width; ++x) {
-            const uint32_t st = s[x];
+            uint32_t st = s[x];
+            if constexpr (SkipsZeroRuns<Coder>) {
+                if (st == 0) {
+                    x = coder.skipZeroRun(significance[0], s, x, band.width);
+                    if (x == band.width)
+                        break;
+                    st = s[x];
+                }
+            }
             if (st & kXR3Significant) {
                 const unsigned context = (st & kXR3Refined) ? kXR3LaterRefineContext : t.mag_refine_cntxt[st & 255];
                 s[x] = st | kXR3Refined;

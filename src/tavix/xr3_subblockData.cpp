@@ -15,6 +15,11 @@ using XR3PlaneScan::kSignBit;
 
 namespace {
 
+// A band coordinate moved into a subblock, kept within reach of its clip.
+int32_t subblockCoordinate(int64_t value) {
+    return int32_t(std::clamp<int64_t>(value, -1, int64_t(UINT16_MAX) + 1));
+}
+
 // Symbols of an MQ-coded plane.
 class MQSymbols {
 public:
@@ -36,6 +41,9 @@ public:
         if (!positive)
             coef |= kSignBit;
         return positive;
+    }
+    int skipZeroRun(unsigned context, const uint32_t* states, int first, int end) {
+        return m_decoder.decodeZeroRun(m_contexts[context], states, first, end);
     }
 
 private:
@@ -161,14 +169,24 @@ QVStatus XR3SubblockData::init(const XR3ImageInfo& info, uint8_t subbandIndex, u
     if (!info.isCroppedOrScaled)
         return 0;
 
-    // A cropped image holds only the coefficients that its crop still needs.
+    // A cropped image holds only the coefficients that its crop still needs;
+    // the crop lies in the image reduced by the header's scale.
+    QVIGeomRect crop;
+    if (const QVStatus status =
+            XR3Projectors::projectVirtualSupportNew(info.getCropRect(), -info.scale, info.getFullRect(), crop))
+        return status;
+    if (crop.isEmpty()) {
+        setCoefficientArea(1, 0, 1, 0);
+        return 0;
+    }
     bool highX = false, highY = false;
     const int32_t level = int32_t(XR3SubblockLocator::subbandLevel(subbandIndex, info.numLevels, highX, highY));
-    int32_t firstX = 0, endX = 0, firstY = 0, endY = 0;
-    XR3SubblockLocator::relevantCoefs1(level, highX, int32_t(dims.width), info.cropX0, info.cropX1 + 1, firstX, endX);
-    XR3SubblockLocator::relevantCoefs1(level, highY, int32_t(dims.height), info.cropY0, info.cropY1 + 1, firstY, endY);
-    const int32_t left = int32_t(col) * info.subblockSize, top = int32_t(row) * info.subblockSize;
-    setCoefficientArea(firstX - left, endX - 1 - left, firstY - top, endY - 1 - top);
+    int64_t firstX = 0, endX = 0, firstY = 0, endY = 0;
+    XR3SubblockLocator::relevantCoefs1(level, highX, info.width, crop.x0, int64_t(crop.x1) + 1, firstX, endX);
+    XR3SubblockLocator::relevantCoefs1(level, highY, info.height, crop.y0, int64_t(crop.y1) + 1, firstY, endY);
+    const int64_t left = int64_t(col) * info.subblockSize, top = int64_t(row) * info.subblockSize;
+    setCoefficientArea(subblockCoordinate(firstX - left), subblockCoordinate(endX - 1 - left),
+                       subblockCoordinate(firstY - top), subblockCoordinate(endY - 1 - top));
     return 0;
 }
 

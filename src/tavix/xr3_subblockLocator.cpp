@@ -118,16 +118,18 @@ uint32_t XR3SubblockLocator::subbandLevel(uint32_t subband, uint32_t numLevels, 
     return subband == 0 ? numLevels : numLevels - (subband + 3) / 4 + 1;
 }
 
-void XR3SubblockLocator::relevantCoefs1(int32_t level, int32_t high, int32_t size, int32_t lo, int32_t hi,
-                                        int32_t& first, int32_t& last) {
+void XR3SubblockLocator::relevantCoefs1(int32_t level, int32_t high, int64_t size, int64_t lo, int64_t hi,
+                                        int64_t& first, int64_t& last) {
     if (level == 0) {
         first = lo;
         last = hi;
         return;
     }
-    first = std::max((lo >> level) - high, 0);
-    const int32_t limit = high ? size - (1 << (level - 1)) : size;
-    last = hi == 0 ? 0 : std::min(((hi - 1) >> level) + 1, limit);
+    first = std::max((lo >> level) - high, int64_t(0));
+    // A high band starts half a step of its level in: it holds the
+    // projection of the image less that offset.
+    const int64_t bandSize = ((size - (int64_t(high) << (level - 1))) + (int64_t(1) << level) - 1) >> level;
+    last = hi == 0 ? 0 : std::min(((hi - 1) >> level) + 1, bandSize);
 }
 
 void XR3SubblockLocator::lowBandSupport(int64_t a, int64_t b, int64_t size, int64_t& first, int64_t& last) {

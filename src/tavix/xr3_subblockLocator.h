@@ -73,9 +73,14 @@ public:
 
     // Halvings from the full image to `subband`, and its filter directions.
     static uint32_t subbandLevel(uint32_t subband, uint32_t numLevels, bool& high_x, bool& high_y);
-    // Narrows one axis to a crop (see the class description of the coefficient area).
-    static void relevantCoefs1(int32_t level, int32_t high, int32_t size, int32_t lo, int32_t hi, int32_t& first,
-                               int32_t& last);
+    // Narrows one axis of a band `level` halvings below the full image to a
+    // crop [lo, hi) of that image: [first, last) are the band's coefficients
+    // that a cropped file keeps. `size` is the full image's extent on that
+    // axis, so the band ends where the image's last sample lands in it. The
+    // right end is the crop's own projection, without the filter's reach:
+    // a crop that stops inside the image decodes inexactly at that edge.
+    static void relevantCoefs1(int32_t level, int32_t high, int64_t size, int64_t lo, int64_t hi, int64_t& first,
+                               int64_t& last);
     // One axis of the support rule: the low and the high band of a level of `size`.
     static void lowBandSupport(int64_t a, int64_t b, int64_t size, int64_t& first, int64_t& last);
     static void highBandSupport(int64_t a, int64_t b, int64_t size, int64_t& first, int64_t& last);

@@ -275,6 +275,12 @@ QVStatus metadataPackets(const TavixImageRecipe& recipe, std::vector<std::unique
     return 0;
 }
 
+// The whole image reduced by `scale` octaves, the virtual image of a scale without a crop.
+QVIGeomRect reducedImageRect(uint32_t width, uint32_t height, int8_t scale) {
+    const auto reduced = [scale](uint32_t size) { return int32_t(((uint64_t(size) + (1ull << scale) - 1) >> scale) - 1); };
+    return QVIGeomRect(0, 0, reduced(width), reduced(height));
+}
+
 }  // namespace
 
 int64_t codedSample(const XR3ImageInfo& info, uint16_t band, double sample) {
@@ -317,7 +323,8 @@ QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& s
         recipe.numLevels == TavixImageRecipe::kMaxLevels ? XR3ImageInfo::calcMaxNLev(width, height) : recipe.numLevels;
     if (width == 0 || height == 0 || bands == 0 || recipe.subblockSize == 0 || dataType == XR3_DATATYPE_INVALID ||
         coded == XR3_COLORSPACE_INVALID || minBands == 0 || bands < minBands ||
-        numLevels > XR3ImageInfo::kMaxNumLevels || recipe.truncatePlanes > kXR3PlanesPerBand)
+        numLevels > XR3ImageInfo::kMaxNumLevels || recipe.truncatePlanes > kXR3PlanesPerBand || recipe.scale < 0 ||
+        uint32_t(recipe.scale) > numLevels)
         return xr3Fail(kBadArgument);
     info.imageNumber = recipe.imageNumber;
     info.width = width;
@@ -337,10 +344,11 @@ QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& s
     info.hasPlaneMSE = recipe.planeset.hasMSE;
     info.locked = recipe.planeset.lockValueWidth != 0;
     info.lockValueWidth = recipe.planeset.lockValueWidth;
-    if (recipe.crop) info.setCropRect(*recipe.crop);
+    info.setCropRect(recipe.crop ? *recipe.crop : reducedImageRect(width, height, recipe.scale));
+    info.scale = recipe.scale;
     if (QVStatus status = setupSampleRange(recipe, source, info)) return status;
     if (QVStatus status = info.setup_subbands()) return status;
-    if (recipe.crop) info.updateCroppedOrScaled();
+    if (recipe.crop || recipe.scale) info.updateCroppedOrScaled();
     return 0;
 }
 

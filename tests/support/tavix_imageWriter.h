@@ -135,8 +135,12 @@ struct TavixImageRecipe {
     // and maximum, spread over quantizationBits bits.
     std::vector<QuantizationInfo> quantization;
     uint32_t quantizationBits = 16;
-    // The virtual image: a crop rectangle (inclusive), stored only when set.
+    // The virtual image: a crop rectangle (inclusive, in the full image
+    // reduced by `scale` octaves; by default all of that reduced image) and
+    // a scale (0 to the number of levels); stored only when they make a
+    // virtual image other than the whole.
     std::optional<QVIGeomRect> crop;
+    int8_t scale = 0;
     // Metadata packets: georeference (subType 3), classical records
     // (subType 1; a georeference may be given there too), XMP (4), Exif (5).
     std::optional<XR3GeorefData> georef;
@@ -148,7 +152,8 @@ struct TavixImageRecipe {
 // data without quantization reads the source once for its extremes.
 // 2009 for a recipe that can't describe the source (too few bands for the
 // colour space, YIQ without RGB, a data type without file counterpart,
-// more levels than the size allows, a subblock size of 0).
+// more levels than the size allows, a subblock size of 0, a scale beyond
+// the levels).
 QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info);
 
 // The coded integer of a sample: the sample itself for integer types, the

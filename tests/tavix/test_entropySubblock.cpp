@@ -141,6 +141,28 @@ TEST(XR3SubblockData, RoundTripsEveryBandKindSizeAndProfile) {
     EXPECT_GT(counts.switches, 10);
 }
 
+TEST(XR3SubblockData, LongRunsOfLoneInsignificantCoefficients) {
+    // Nearly empty bands of many planes: context 0 codes long runs of zeros,
+    // adapts to its most probable states (Qe down to 1), and the runs end at
+    // a significant coefficient, at a neighbour of one, at the row's end or
+    // where the interval needs renormalising.
+    std::mt19937 rng(21);
+    for (unsigned density : {0u, 40u, 300u, 4000u}) {
+        for (uint8_t subband : {0, 2, 4}) {
+            XR3SubblockData data;
+            ASSERT_EQ(data.initSize(subband, 0, 1, 64, 64), 0u);
+            Band band(64 * 64, 0);
+            for (int32_t& v : band)
+                if (density > 0 && rng() % density == 0)
+                    v = int32_t(rng() % (1u << 20)) * ((rng() & 1) ? -1 : 1);
+            band[4095] = band[4095] == 0 ? 1 << 19 : band[4095];
+            encodeBands(data, {band});
+            ASSERT_EQ(decodeBands(data, true)[0], band) << density << " " << int(subband);
+            ASSERT_EQ(Ref::decodeBand(data, 0, true), band) << density << " " << int(subband);
+        }
+    }
+}
+
 TEST(XR3SubblockData, EncoderSwitchesToRawForGoodOnceMQStopsPaying) {
     std::mt19937 rng(2);
     XR3SubblockData data;

@@ -256,23 +256,6 @@ TEST(Locator, SubbandLevelAndDirections) {
     EXPECT_TRUE(hx && hy);
 }
 
-TEST(Locator, RelevantCoefficientsOfACrop) {
-    int32_t first, last;
-    XR3SubblockLocator::relevantCoefs1(0, 0, 100, 7, 33, first, last);
-    EXPECT_EQ(first, 7);
-    EXPECT_EQ(last, 33);
-    XR3SubblockLocator::relevantCoefs1(2, 0, 100, 9, 41, first, last);
-    EXPECT_EQ(first, 2);  // 9 >> 2
-    EXPECT_EQ(last, 11);  // (40 >> 2) + 1
-    XR3SubblockLocator::relevantCoefs1(2, 1, 100, 9, 41, first, last);
-    EXPECT_EQ(first, 1);  // one more to the left for a high band
-    XR3SubblockLocator::relevantCoefs1(3, 1, 10, 0, 400, first, last);
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(last, 6);  // limited to 10 - (1 << 2)
-    XR3SubblockLocator::relevantCoefs1(3, 0, 10, 0, 0, first, last);
-    EXPECT_EQ(last, 0);
-}
-
 TEST(Projectors, RectsAndSizes) {
     using namespace XR3Projectors;
     QVIGeomRect out;

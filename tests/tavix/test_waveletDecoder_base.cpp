@@ -1,6 +1,6 @@
 // The line source and the strip decoder around the synthesis: requests
-// outside a subband, one decode per subblock row, identical output with any
-// thread count, interruption, clamping and dequantisation per sample type,
+// outside a subband, one decode per subblock row, identical output and reads
+// with any thread count, failures of work done ahead, interruption, clamping and dequantisation per sample type,
 // strip bookkeeping, and memory that stays bounded on a tall image.
 #include <gtest/gtest.h>
 
@@ -29,30 +29,52 @@ PyramidShape shapeOf(uint32_t width, uint32_t height, uint8_t levels, uint16_t b
     return shape;
 }
 
-// The whole image at full size into 32-bit samples, in strips of 7 rows.
-QVStatus decodeWhole(const XR3ImageInfo& info, XR3PlaneStoreClient& client, uint32_t threads,
-                     QVIInterruptDelegate* interrupt, std::vector<int32_t>& out) {
+// `rect` at `scale` into 32-bit samples, in strips of 7 rows.
+QVStatus decodeRect(const XR3ImageInfo& info, XR3PlaneStoreClient& client, uint32_t threads,
+                    QVIInterruptDelegate* interrupt, const QVIGeomRect& rect, int32_t scale, std::vector<int32_t>& out) {
     DecodeBase base(info, client, interrupt, threads);
-    const QVIGeomRect rect(0, 0, int32_t(info.width - 1), int32_t(info.height - 1));
-    auto decoder =
-        PipelinedWaveletDecoder::create(rect, info.numLevels, info.height, info.width, info.numBands, 0, base);
+    const uint32_t width = uint32_t(sizeAtScale(info.width, scale)), height = uint32_t(sizeAtScale(info.height, scale));
+    auto decoder = PipelinedWaveletDecoder::create(rect, info.numLevels, height, width, info.numBands, scale, base);
     if (!decoder) return QVI_STS_Tavix_BadArgument;
     if (QVStatus status = decoder->begin(7, INT32_MIN, INT32_MAX)) return status;
+    const uint32_t cols = uint32_t(rect.getWidth()), rows = uint32_t(rect.getHeight());
     QVIPixel pixel(QVI_COLORSPACE_MULTISPECTRAL, info.numBands, QVI_DATATYPE_SINT32);
-    QVISceneBuffer buffer(pixel, info.width, info.height);
-    for (uint32_t y = 0; y < info.height; y += 7) {
-        const uint32_t rows = std::min<uint32_t>(7, info.height - y);
-        QVISceneBuffer strip(buffer, 0, y, info.width, rows);
-        if (QVStatus status = decoder->decodeStrip(QVIGeomRect(0, int32_t(y), rect.x1, int32_t(y + rows - 1)), strip))
+    QVISceneBuffer buffer(pixel, cols, rows);
+    for (uint32_t y = 0; y < rows; y += 7) {
+        const uint32_t count = std::min<uint32_t>(7, rows - y);
+        QVISceneBuffer strip(buffer, 0, y, cols, count);
+        const int32_t top = rect.y0 + int32_t(y);
+        if (QVStatus status = decoder->decodeStrip(QVIGeomRect(rect.x0, top, rect.x1, top + int32_t(count) - 1), strip))
             return status;
     }
     out.clear();
     for (uint16_t b = 0; b < info.numBands; ++b) {
         const int32_t* band = static_cast<const int32_t*>(buffer.getBandData(b));
-        out.insert(out.end(), band, band + size_t(info.width) * info.height);
+        out.insert(out.end(), band, band + size_t(cols) * rows);
     }
     return decoder->end();
 }
+
+// The whole image at full size.
+QVStatus decodeWhole(const XR3ImageInfo& info, XR3PlaneStoreClient& client, uint32_t threads,
+                     QVIInterruptDelegate* interrupt, std::vector<int32_t>& out) {
+    const QVIGeomRect rect(0, 0, int32_t(info.width - 1), int32_t(info.height - 1));
+    return decodeRect(info, client, threads, interrupt, rect, 0, out);
+}
+
+// Refuses to read one subblock, as a damaged file would.
+class FailingClient : public PyramidClient {
+public:
+    FailingClient(const Pyramid& pyramid, uint32_t subband, uint32_t subblock)
+        : PyramidClient(pyramid), m_subband(subband), m_subblock(subblock) {}
+    QVStatus getSubblockDataInternal(uint32_t subband, uint32_t subblock, XR3PlaneData* planes) const override {
+        if (subband == m_subband && subblock == m_subblock) return QVI_STS_Tavix_ReadError;
+        return PyramidClient::getSubblockDataInternal(subband, subblock, planes);
+    }
+
+private:
+    uint32_t m_subband, m_subblock;
+};
 
 class CountingInterrupt : public QVIInterruptDelegate {
 public:
@@ -135,6 +157,40 @@ TEST(DecodeBase, ThreadCountsGiveIdenticalOutput) {
     EXPECT_EQ(single, four);
     const Plane expected = pyramid.reference(1, 0);
     EXPECT_EQ(expected.at(202, 149), four.back());
+}
+
+TEST(DecodeBase, ReadingAheadReadsNoMoreSubblocksThanOneThread) {
+    // Empty subblocks too, so that some spans ahead are all zeros.
+    PyramidShape shape = shapeOf(203, 150, 3, 2, 8);
+    shape.emptyShare = 0.4;
+    const Pyramid pyramid = makePyramid(shape, 9);
+    struct Scene {
+        QVIGeomRect rect;
+        int32_t scale;
+    };
+    const Scene scenes[] = {{QVIGeomRect(0, 0, 202, 149), 0}, {QVIGeomRect(37, 21, 120, 90), 0},
+                            {QVIGeomRect(5, 60, 40, 74), 1}, {QVIGeomRect(0, 0, 50, 37), 2},
+                            {QVIGeomRect(100, 100, 202, 149), 0}};
+    for (const Scene& scene : scenes) {
+        PyramidClient oneClient(pyramid), twoClient(pyramid);
+        std::vector<int32_t> one, two;
+        ASSERT_EQ(0u, decodeRect(pyramid.info, oneClient, 1, nullptr, scene.rect, scene.scale, one));
+        ASSERT_EQ(0u, decodeRect(pyramid.info, twoClient, 2, nullptr, scene.rect, scene.scale, two));
+        EXPECT_EQ(one, two) << scene.rect.x0 << "," << scene.rect.y0;
+        EXPECT_EQ(oneClient.reads(), twoClient.reads()) << scene.rect.x0 << "," << scene.rect.y0;
+    }
+}
+
+TEST(DecodeBase, AFailedReadAheadEndsTheDecodeWithItsStatus) {
+    PyramidShape shape = shapeOf(160, 160, 2, 1, 8);
+    shape.emptyShare = 0;
+    const Pyramid pyramid = makePyramid(shape, 10);
+    // Subband 2 (level 2 HL, 40 by 40): the last subblock of its third row.
+    for (uint32_t threads : {1u, 2u, 4u}) {
+        FailingClient client(pyramid, 2, 14);
+        std::vector<int32_t> out;
+        EXPECT_EQ(QVI_STS_Tavix_ReadError, decodeWhole(pyramid.info, client, threads, nullptr, out)) << threads;
+    }
 }
 
 TEST(DecodeBase, InterruptStopsTheDecodeWithItsStatus) {
@@ -278,7 +334,7 @@ private:
 
 }  // namespace
 
-TEST(WaveletDecoder, TallImageKeepsOnlyStageLinesAndOneSubblockRowPerSubband) {
+TEST(WaveletDecoder, TallImageKeepsOnlyStageLinesAndTwoSubblockRowsPerSubband) {
     const uint32_t width = 1024, height = 65536, n = 64;
     const XR3ImageInfo info = TavixFixture::makeImageInfo(width, height, 4, 1, n);
     ConstantClient client(info, 77);
@@ -289,10 +345,11 @@ TEST(WaveletDecoder, TallImageKeepsOnlyStageLinesAndOneSubblockRowPerSubband) {
     ASSERT_EQ(0u, decoder->begin(64, 0, 255));
 
     // Four lines of a little more than its width per stage, two output
-    // rows, and one row of subblocks of each subband.
+    // rows, and two rows of subblocks of each subband: the one in use and,
+    // with two threads, the next one decoded ahead.
     uint64_t bound = 2 * width;
     for (uint32_t w = width, level = 0; level < 4; ++level, w = (w + 1) / 2) bound += 4 * (w + 3);
-    for (const XR3SubbandDims& dims : info.subbands) bound += uint64_t(dims.width) * n;
+    for (const XR3SubbandDims& dims : info.subbands) bound += 2 * uint64_t(dims.width) * n;
 
     QVIPixel pixel(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_UINT8);
     QVISceneBuffer strip(pixel, width, 64);

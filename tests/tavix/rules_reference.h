@@ -1,0 +1,172 @@
+// A slow, whole-array model of the integer 5/3 wavelet of the format, written
+// from its rules alone for the rule tests: the two rounded divisions, one
+// level of analysis and synthesis with mirrored edges, and the subband
+// layout of a pyramid (LL, then per level overflow, HL, LH, HH). Nothing
+// here comes from the library or from the test-side encoder.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace RulesReference {
+
+// s / d rounded to nearest, ties to the even quotient (d > 0), by the floor
+// quotient and remainder.
+inline int64_t divideTiesToEven(int64_t s, int64_t d) {
+    int64_t q = s / d, r = s % d;
+    if (r < 0) {
+        r += d;
+        --q;
+    }
+    if (2 * r > d || (2 * r == d && (q & 1))) ++q;
+    return q;
+}
+
+struct Grid {
+    int64_t width = 0;
+    int64_t height = 0;
+    std::vector<int64_t> v;
+    Grid() = default;
+    Grid(int64_t w, int64_t h) : width(w), height(h), v(size_t(w * h), 0) {}
+    int64_t& at(int64_t x, int64_t y) { return v[size_t(y * width + x)]; }
+    int64_t at(int64_t x, int64_t y) const { return v[size_t(y * width + x)]; }
+    bool operator==(const Grid&) const = default;
+};
+
+// Index of a mirrored sequence of n samples: x[-k] = x[k], x[last + k] = x[last - k].
+inline int64_t mirrored(int64_t i, int64_t n) {
+    if (n == 1) return 0;
+    while (i < 0 || i >= n) i = i < 0 ? -i : 2 * (n - 1) - i;
+    return i;
+}
+
+// Interleaved sequence to itself: the inverse lifting steps, high first.
+inline void analyse1D(std::vector<int64_t>& x) {
+    const int64_t n = int64_t(x.size());
+    if (n < 2) return;
+    for (int64_t i = 1; i < n; i += 2) x[i] -= divideTiesToEven(x[i - 1] + x[mirrored(i + 1, n)], 2);
+    for (int64_t i = 0; i < n; i += 2) x[i] += divideTiesToEven(x[mirrored(i - 1, n)] + x[mirrored(i + 1, n)], 4);
+}
+
+// The two synthesis steps on an interleaved sequence (low at even places).
+inline void synthesise1D(std::vector<int64_t>& x) {
+    const int64_t n = int64_t(x.size());
+    if (n < 2) return;
+    for (int64_t i = 0; i < n; i += 2) x[i] -= divideTiesToEven(x[mirrored(i - 1, n)] + x[mirrored(i + 1, n)], 4);
+    for (int64_t i = 1; i < n; i += 2) x[i] += divideTiesToEven(x[i - 1] + x[mirrored(i + 1, n)], 2);
+}
+
+template <class Step>
+void eachRow(Grid& g, Step step) {
+    std::vector<int64_t> line(size_t(g.width));
+    for (int64_t y = 0; y < g.height; ++y) {
+        for (int64_t x = 0; x < g.width; ++x) line[size_t(x)] = g.at(x, y);
+        step(line);
+        for (int64_t x = 0; x < g.width; ++x) g.at(x, y) = line[size_t(x)];
+    }
+}
+
+template <class Step>
+void eachColumn(Grid& g, Step step) {
+    std::vector<int64_t> line(size_t(g.height));
+    for (int64_t x = 0; x < g.width; ++x) {
+        for (int64_t y = 0; y < g.height; ++y) line[size_t(y)] = g.at(x, y);
+        step(line);
+        for (int64_t y = 0; y < g.height; ++y) g.at(x, y) = line[size_t(y)];
+    }
+}
+
+// The samples of g at (x0 + 2i, y0 + 2j).
+inline Grid decimate(const Grid& g, int64_t x0, int64_t y0) {
+    Grid out((g.width - x0 + 1) / 2, (g.height - y0 + 1) / 2);
+    for (int64_t y = 0; y < out.height; ++y)
+        for (int64_t x = 0; x < out.width; ++x) out.at(x, y) = g.at(x0 + 2 * x, y0 + 2 * y);
+    return out;
+}
+
+// Subbands of a pyramid, indexed as in the file: 0 LL; level k (1 coarsest)
+// owns 4k-3 overflow, 4k-2 HL, 4k-1 LH, 4k HH.
+using Pyramid = std::vector<Grid>;
+
+// Analysis: horizontal then vertical on each level, the reverse of the
+// synthesis order. Each level's low-low band keeps values within
+// +-overflowLimit and moves the rest into its overflow band (0: no limit,
+// overflow bands stay zero); the decoder adds them back.
+inline Pyramid analyse(Grid image, int numLevels, int64_t overflowLimit = 0) {
+    Pyramid bands(size_t(4 * numLevels + 1));
+    for (int k = numLevels; k >= 1; --k) {
+        eachRow(image, analyse1D);
+        eachColumn(image, analyse1D);
+        bands[size_t(4 * k - 2)] = decimate(image, 1, 0);
+        bands[size_t(4 * k - 1)] = decimate(image, 0, 1);
+        bands[size_t(4 * k)] = decimate(image, 1, 1);
+        image = decimate(image, 0, 0);
+        Grid spill(image.width, image.height);
+        for (size_t i = 0; overflowLimit > 0 && i < image.v.size(); ++i) {
+            const int64_t kept = image.v[i] < -overflowLimit ? -overflowLimit
+                                 : image.v[i] > overflowLimit ? overflowLimit
+                                                              : image.v[i];
+            spill.v[i] = image.v[i] - kept;
+            image.v[i] = kept;
+        }
+        bands[size_t(4 * k - 3)] = spill;
+    }
+    bands[0] = image;
+    return bands;
+}
+
+// One level: LL (plus nothing else) and the three detail bands into a w by h grid.
+inline Grid synthesiseLevel(const Grid& lowLow, const Grid& hl, const Grid& lh, const Grid& hh, int64_t w,
+                            int64_t h) {
+    Grid x(w, h);
+    for (int64_t y = 0; y < h; ++y)
+        for (int64_t c = 0; c < w; ++c) {
+            const Grid& band = (y & 1) ? ((c & 1) ? hh : lh) : ((c & 1) ? hl : lowLow);
+            x.at(c, y) = band.at(c >> 1, y >> 1);
+        }
+    eachColumn(x, synthesise1D);
+    eachRow(x, synthesise1D);
+    return x;
+}
+
+inline Grid sum(const Grid& a, const Grid& b) {
+    Grid out = a;
+    for (size_t i = 0; i < out.v.size(); ++i) out.v[i] += b.v[i];
+    return out;
+}
+
+// The image at reduction `reduction` (0: full size) of a pyramid of an
+// image of width by height: each level's output plus the overflow band of
+// the next finer level.
+inline Grid synthesise(const Pyramid& bands, int numLevels, int64_t width, int64_t height, int reduction = 0) {
+    std::vector<int64_t> widths{width}, heights{height};
+    for (int k = 0; k < numLevels; ++k) {
+        widths.push_back((widths.back() + 1) / 2);
+        heights.push_back((heights.back() + 1) / 2);
+    }
+    Grid image = bands[0];
+    for (int k = 1; k <= numLevels - reduction; ++k) {
+        image = sum(image, bands[size_t(4 * k - 3)]);
+        const size_t level = size_t(numLevels - k);
+        image = synthesiseLevel(image, bands[size_t(4 * k - 2)], bands[size_t(4 * k - 1)], bands[size_t(4 * k)],
+                                widths[level], heights[level]);
+    }
+    if (reduction > 0) image = sum(image, bands[size_t(4 * (numLevels - reduction) + 1)]);
+    return image;
+}
+
+// One level of synthesis without detail: the image at twice its size.
+inline Grid enlarge(const Grid& image) {
+    const Grid zero(image.width, image.height);
+    return synthesiseLevel(image, zero, zero, zero, 2 * image.width, 2 * image.height);
+}
+
+inline Grid window(const Grid& g, int64_t x0, int64_t y0, int64_t w, int64_t h) {
+    Grid out(w, h);
+    for (int64_t y = 0; y < h; ++y)
+        for (int64_t x = 0; x < w; ++x) out.at(x, y) = g.at(x0 + x, y0 + y);
+    return out;
+}
+
+}  // namespace RulesReference
