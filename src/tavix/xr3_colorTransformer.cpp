@@ -30,52 +30,58 @@ bool coversFirstThreeBands(const XR3ImageInfo& info, const XR3ComponentSet* comp
     return components->isSet(0) && components->isSet(1) && components->isSet(2);
 }
 
-template <void (*Step)(int32_t&, int32_t&, int32_t&)>
-void transformBlock(int32_t* const* coefs, size_t stride, size_t offset, uint32_t width, uint32_t height) {
-    for (uint32_t y = 0; y < height; ++y) {
-        const size_t row = offset + y * stride;
-        int32_t* a = coefs[0] + row;
-        int32_t* b = coefs[1] + row;
-        int32_t* c = coefs[2] + row;
-        for (uint32_t x = 0; x < width; ++x) {
-            if ((a[x] | b[x] | c[x]) == 0) continue;
-            Step(a[x], b[x], c[x]);
-        }
-    }
-}
-
-}  // namespace
-
-void XR3ColorTransformSupport::Transformer::yiq2rgb(int32_t& a, int32_t& b, int32_t& c) {
-    const int32_t t = xr3WrapSub(xr3WrapAdd(c, a), scaleQ14(b, kTFromB));
+// The transforms of one sample, inlined into the row loops. A sample of
+// three zeros comes out as three zeros.
+[[gnu::always_inline]] inline void yiqToRgb(int32_t& a, int32_t& b, int32_t& c) {
+    using T = XR3ColorTransformSupport::Transformer;
+    const int32_t t = xr3WrapSub(xr3WrapAdd(c, a), T::scaleQ14(b, kTFromB));
     const int32_t u = xr3WrapSub(a, t);
-    const int32_t y = xr3WrapSub(b, scaleQ14(u, kYFromU));
-    const int32_t z = xr3WrapSub(u, scaleQ14(y, kZFromY));
+    const int32_t y = xr3WrapSub(b, T::scaleQ14(u, kYFromU));
+    const int32_t z = xr3WrapSub(u, T::scaleQ14(y, kZFromY));
     const int32_t g = xr3WrapSub(t, greenCorrection(z, y));
     a = xr3WrapAdd(z, g);
     b = g;
     c = xr3WrapAdd(y, g);
 }
 
-void XR3ColorTransformSupport::Transformer::rgb2yiq(int32_t& a, int32_t& b, int32_t& c) {
+[[gnu::always_inline]] inline void rgbToYiq(int32_t& a, int32_t& b, int32_t& c) {
+    using T = XR3ColorTransformSupport::Transformer;
     const int32_t g = b;
     const int32_t z = xr3WrapSub(a, g);
     const int32_t y = xr3WrapSub(c, g);
     const int32_t t = xr3WrapAdd(g, greenCorrection(z, y));
-    const int32_t u = xr3WrapAdd(z, scaleQ14(y, kZFromY));
-    const int32_t bandB = xr3WrapAdd(y, scaleQ14(u, kYFromU));
+    const int32_t u = xr3WrapAdd(z, T::scaleQ14(y, kZFromY));
+    const int32_t bandB = xr3WrapAdd(y, T::scaleQ14(u, kYFromU));
     const int32_t bandA = xr3WrapAdd(u, t);
-    c = xr3WrapAdd(xr3WrapSub(t, bandA), scaleQ14(bandB, kTFromB));
+    c = xr3WrapAdd(xr3WrapSub(t, bandA), T::scaleQ14(bandB, kTFromB));
     a = bandA;
     b = bandB;
 }
 
+// Row by row over bands 0 to 2, with no call or test per sample.
+template <void (*Step)(int32_t&, int32_t&, int32_t&)>
+void transformBlock(int32_t* const* coefs, size_t stride, size_t offset, uint32_t width, uint32_t height) {
+    for (uint32_t y = 0; y < height; ++y) {
+        const size_t row = offset + y * stride;
+        int32_t* __restrict a = coefs[0] + row;
+        int32_t* __restrict b = coefs[1] + row;
+        int32_t* __restrict c = coefs[2] + row;
+        for (uint32_t x = 0; x < width; ++x) Step(a[x], b[x], c[x]);
+    }
+}
+
+}  // namespace
+
+void XR3ColorTransformSupport::Transformer::yiq2rgb(int32_t& a, int32_t& b, int32_t& c) { yiqToRgb(a, b, c); }
+
+void XR3ColorTransformSupport::Transformer::rgb2yiq(int32_t& a, int32_t& b, int32_t& c) { rgbToYiq(a, b, c); }
+
 void XR3ColorTransformSupport::Transformer::transform(int32_t* const* coefs, size_t stride, size_t offset,
                                                       uint32_t width, uint32_t height) const {
     if (m_kind == YIQ2RGB)
-        transformBlock<&yiq2rgb>(coefs, stride, offset, width, height);
+        transformBlock<&yiqToRgb>(coefs, stride, offset, width, height);
     else
-        transformBlock<&rgb2yiq>(coefs, stride, offset, width, height);
+        transformBlock<&rgbToYiq>(coefs, stride, offset, width, height);
 }
 
 std::unique_ptr<XR3ColorTransformSupport::Transformer> XR3ColorTransformSupport::create(

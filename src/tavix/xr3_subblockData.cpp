@@ -106,19 +106,20 @@ void zeroBlock(int32_t* block, size_t stride, unsigned width, unsigned height) {
 // Sign and magnitude to two's complement. With `roundBit` >= 0, non-zero
 // magnitudes first grow by the reconstruction offset of a band cut short at
 // magnitude bit `roundBit`: 2^k at odd, 2^k - 1 at even linear indices
-// `firstIndex + y * indexPitch + x`.
+// `firstIndex + y * indexPitch + x`. Branch-free, so that rows vectorise.
 void finishBand(const BandLayout& band, int roundBit, size_t firstIndex, size_t indexPitch) {
     const uint32_t evenOffset = roundBit >= 0 ? (1u << roundBit) - 1u : 0u;
-    const uint32_t oddOffset = roundBit >= 0 ? 1u << roundBit : 0u;
+    const uint32_t oddExtra = roundBit >= 0 ? 1u : 0u;  // the odd offset is one more
     for (int y = 0; y < band.height; ++y) {
         uint32_t* const c = band.coefs + y * band.stride;
-        const size_t rowIndex = firstIndex + size_t(y) * indexPitch;
+        const uint32_t rowParity = uint32_t(firstIndex + size_t(y) * indexPitch) & 1u;
         for (int x = 0; x < band.width; ++x) {
-            uint32_t magnitude = c[x] & ~kSignBit;
-            if (magnitude == 0)
-                continue;
-            magnitude += ((rowIndex + size_t(x)) & 1u) ? oddOffset : evenOffset;
-            c[x] = (c[x] & kSignBit) ? 0u - magnitude : magnitude;
+            const uint32_t value = c[x];
+            const uint32_t magnitude = value & ~kSignBit;
+            const uint32_t offset = evenOffset + ((rowParity + uint32_t(x)) & oddExtra);
+            const uint32_t grown = magnitude + (magnitude != 0 ? offset : 0u);
+            const uint32_t negative = 0u - (value >> 31);
+            c[x] = (grown ^ negative) - negative;
         }
     }
 }
