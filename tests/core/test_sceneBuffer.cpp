@@ -149,13 +149,6 @@ TEST(SceneBufferLayout, GridViewOffsetsApplyOnlyToCallerData)
     EXPECT_EQ(sampleAt<uint8_t>(owned, 9, 5, 2), 0);  // last grid sample is there and zero
 }
 
-TEST(SceneBufferLayout, EmptyViewsHaveNoPixels)
-{
-    QVISceneBuffer parent(rgb8(), 4, 4);
-    EXPECT_EQ(QVISceneBuffer(parent, 0, 0, 0, 4).getNumPixels(), 0u);
-    EXPECT_EQ(QVISceneBuffer(parent, 0, 4).getNumPixels(), 0u);
-}
-
 TEST(SceneBufferLayout, BandIndexLookupsFollowTheSelection)
 {
     const uint16_t selection[2] = {2, 0};

@@ -56,15 +56,6 @@ QVIMetadataDatabase databaseWith(const char* key, uint32_t value)
 // ---------------------------------------------------------------------------
 // Reference counting
 
-TEST(StageOwnership, RetainAndReleaseAnswerTheNewCount)
-{
-    Ref<TestReader> reader(newReader());
-    EXPECT_EQ(reader->getReferenceCount(), 1);
-    EXPECT_EQ(reader->retain(), 2);
-    const QVIImageStage* shared = reader.get();
-    EXPECT_EQ(shared->release(), 1);
-}
-
 TEST(StageOwnership, ReleasingTheLastStageFreesTheWholeChain)
 {
     const int before = liveStages();
@@ -239,18 +230,6 @@ TEST(StageLayers, MetadataOverrideReplacesAllRecords)
     EXPECT_FALSE(reader->getMetadata().has("TEST::OWN"));
     ASSERT_EQ(reader->overrideMetadata(nullptr), 0u);
     EXPECT_EQ(reader->getMetadata().getIndexCount(), 0u);
-}
-
-TEST(StageLayers, LookupTableIsCopiedAndCleared)
-{
-    Ref<TestReader> reader(newReader());
-    QVIPixelLookupTable table(rgb8(), 4);
-    ASSERT_EQ(reader->overridePixelLookupTable(&table), 0u);
-    ASSERT_NE(reader->getPixelLookupTable(), nullptr);
-    EXPECT_NE(reader->getPixelLookupTable(), &table);
-    EXPECT_EQ(reader->getPixelLookupTable()->getTableSize(), 4u);
-    ASSERT_EQ(reader->overridePixelLookupTable(nullptr), 0u);
-    EXPECT_EQ(reader->getPixelLookupTable(), nullptr);
 }
 
 TEST(StageLayers, ReaderInitCopiesEveryPropertyOfAnImage)

@@ -148,7 +148,7 @@ QVStatus RecordingProgress::reportProgress(float fraction)
 QVStatus CountingInterrupt::checkInterrupt()
 {
     ++calls;
-    return calls == m_failOnCall ? m_status : 0;
+    return calls >= m_failOnCall ? m_status : 0;
 }
 
 // ---------------------------------------------------------------------------

@@ -88,13 +88,14 @@ protected:
     ~PassFilter() override;
 };
 
-// Records every fraction; answers `status` from the call numbered failOnCall (1-based).
+// Records every fraction.
 class RecordingProgress : public QVIProgressDelegate {
 public:
     QVStatus reportProgress(float fraction) override;
     std::vector<float> fractions;
 };
 
+// Answers `status` from the call numbered failOnCall (1-based) on.
 class CountingInterrupt : public QVIInterruptDelegate {
 public:
     CountingInterrupt(int failOnCall, QVStatus status) : m_failOnCall(failOnCall), m_status(status) {}

@@ -172,19 +172,6 @@ bool gdalGeoTransform(const std::string& source, const std::string& workDir,
     return parseGeoTransform(readText(log), transform);
 }
 
-void writeEnviSource(const std::string& path, uint32_t width, uint32_t height, uint32_t bands,
-                     int enviType, const std::vector<uint8_t>& bsq)
-{
-    writeBytes(path, bsq);
-    std::string header = "ENVI\nsamples = " + std::to_string(width) +
-                         "\nlines = " + std::to_string(height) +
-                         "\nbands = " + std::to_string(bands) +
-                         "\nheader offset = 0\nfile type = ENVI Standard\ndata type = " +
-                         std::to_string(enviType) + "\ninterleave = bsq\nbyte order = 0\n";
-    const size_t dot = path.rfind('.');
-    writeText(path.substr(0, dot) + ".hdr", header);
-}
-
 // ---------------------------------------------------------------------------
 
 ArrayReader* ArrayReader::create(const QVIPixel& pixel, uint32_t width, uint32_t height,

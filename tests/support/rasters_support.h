@@ -51,11 +51,6 @@ bool parseGeoTransform(const std::string& json, std::array<double, 6>& transform
 bool gdalGeoTransform(const std::string& source, const std::string& workDir,
                       std::array<double, 6>& transform);
 
-// Writes a band-sequential source file for GDAL with a plain ENVI header
-// (`enviType`: 1 Byte, 2 Int16, 3 Int32, 4 Float32, 5 Float64, 12 UInt16, 13 UInt32).
-void writeEnviSource(const std::string& path, uint32_t width, uint32_t height, uint32_t bands,
-                     int enviType, const std::vector<uint8_t>& bsq);
-
 // A reader over band-sequential samples held in memory.
 class ArrayReader : public QVIGeoImageReader {
 public:

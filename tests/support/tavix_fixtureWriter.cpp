@@ -86,16 +86,6 @@ PacketFileWriter& PacketFileWriter::appendRawPacket(const XR3PacketType& type,
     return appendPacket(makeRawPacket(type, payload));
 }
 
-PacketFileWriter& PacketFileWriter::sortForComposite(bool sort) {
-    m_sort = sort;
-    return *this;
-}
-
-PacketFileWriter& PacketFileWriter::setFinalLengthToEnd(bool toEnd) {
-    m_finalLengthToEnd = toEnd;
-    return *this;
-}
-
 XR3ContentsPacket* PacketFileWriter::makeIndex(XR3PacketDB& db) const {
     switch (m_indexKind) {
     case IndexKind::None: return nullptr;
@@ -116,23 +106,13 @@ QVStatus PacketFileWriter::write(QVIOStreamInf& stream) {
         if (!listed.addProxyByObject(contents)) return QVI_STS_Tavix_OutOfMemory;
     }
     if (QVStatus status = addAll(listed, m_listed)) return status;
-    if (m_sort) listed.sortForIndexedComposite();
 
     QVIOStreamWriter<true> writer(stream);
-    long long packetsStart = writer.tell() + 8;
     if (QVStatus status = listed.write(writer)) return status;
 
     XR3PacketDB appended;
     if (QVStatus status = addAll(appended, m_appended)) return status;
-    if (QVStatus status = appended.writeExcludingVersion(writer)) return status;
-
-    if (!m_finalLengthToEnd) return 0;
-    long long end = writer.tell();
-    std::vector<PacketLayout> packets = describePackets(stream, packetsStart, end);
-    if (packets.empty()) return QVI_STS_Tavix_BadContext;
-    if (writer.seek(packets.back().lengthFieldPosition)) return QVI_STS_Tavix_IOError;
-    if (QVStatus status = writer.writeUint64(~0ull)) return status;
-    return writer.seek(end);
+    return appended.writeExcludingVersion(writer);
 }
 
 QVStatus PacketFileWriter::writeToBytes(std::vector<uint8_t>& bytes) {

@@ -63,10 +63,6 @@ public:
     // Packets written behind the listed ones, not in the index.
     PacketFileWriter& appendPacket(std::unique_ptr<XR3Packet> packet);
     PacketFileWriter& appendRawPacket(const XR3PacketType& type, const std::vector<uint8_t>& payload);
-    // Puts the listed packets into the composite order before writing.
-    PacketFileWriter& sortForComposite(bool sort = true);
-    // The length field of the file's last packet becomes eight 0xFF bytes.
-    PacketFileWriter& setFinalLengthToEnd(bool toEnd = true);
 
     // Writes the whole file at the stream's position (the stream is open).
     QVStatus write(QVIOStreamInf& stream);
@@ -81,8 +77,6 @@ private:
     uint32_t m_overviewImageNumber = XR3ContentsPacket::kNoOverviewImage;
     std::vector<std::unique_ptr<XR3Packet>> m_listed;
     std::vector<std::unique_ptr<XR3Packet>> m_appended;
-    bool m_sort = false;
-    bool m_finalLengthToEnd = false;
 };
 
 // A raw-payload packet of any type.

@@ -1,19 +1,10 @@
 #include "tavix_forwardTransform.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace TavixFixture {
 
 namespace Lifting {
-
-int64_t reflect(int64_t i, int64_t n) {
-    if (n <= 1) return 0;
-    const int64_t period = 2 * (n - 1);
-    i %= period;
-    if (i < 0) i += period;
-    return i < n ? i : period - i;
-}
 
 void analyse(const int32_t* x, uint32_t n, int32_t* low, int32_t* high) {
     if (n == 1) {
@@ -31,15 +22,6 @@ void analyse(const int32_t* x, uint32_t n, int32_t* low, int32_t* high) {
         const int32_t right = i < numHigh ? high[i] : high[numHigh - 1];
         low[i] = add(x[2 * i], round4(add(left, right)));
     }
-}
-
-void synthesise(const int32_t* low, const int32_t* high, uint32_t n, int32_t* x) {
-    for (uint32_t i = 0; 2 * i < n; ++i) x[2 * i] = low[i];
-    for (uint32_t i = 0; 2 * i + 1 < n; ++i) x[2 * i + 1] = high[i];
-    if (n == 1) return;
-    const auto at = [&](int64_t i) { return x[reflect(i, n)]; };
-    for (int64_t i = 0; i < n; i += 2) x[i] = sub(x[i], round4(add(at(i - 1), at(i + 1))));
-    for (int64_t i = 1; i < n; i += 2) x[i] = add(x[i], round2(add(at(i - 1), at(i + 1))));
 }
 
 }  // namespace Lifting
@@ -84,35 +66,6 @@ LevelBands analyseLevel(const CoefficientPlane& in) {
             crop(wl, hl, highSize(w), highSize(h))};
 }
 
-// One synthesis level: the bands interleaved, columns first, then rows.
-CoefficientPlane synthesiseLevel(const CoefficientPlane& lowLow, const CoefficientPlane& hl,
-                                 const CoefficientPlane& lh, const CoefficientPlane& hh, uint32_t w, uint32_t h) {
-    CoefficientPlane x(w, h);
-    for (uint32_t y = 0; y < h; ++y) {
-        const CoefficientPlane& even = y % 2 ? lh : lowLow;
-        const CoefficientPlane& odd = y % 2 ? hh : hl;
-        for (uint32_t c = 0; c < w; ++c) x.at(c, y) = (c % 2 ? odd : even).at(c / 2, y / 2);
-    }
-    std::vector<int32_t> column(h), low(lowSize(h)), high(highSize(h));
-    for (uint32_t c = 0; c < w; ++c) {
-        for (uint32_t y = 0; y < h; ++y) (y % 2 ? high[y / 2] : low[y / 2]) = x.at(c, y);
-        synthesise(low.data(), high.data(), h, column.data());
-        for (uint32_t y = 0; y < h; ++y) x.at(c, y) = column[y];
-    }
-    std::vector<int32_t> lowRow(lowSize(w)), highRow(highSize(w));
-    for (uint32_t y = 0; y < h; ++y) {
-        for (uint32_t c = 0; c < w; ++c) (c % 2 ? highRow[c / 2] : lowRow[c / 2]) = x.at(c, y);
-        synthesise(lowRow.data(), highRow.data(), w, x.row(y));
-    }
-    return x;
-}
-
-CoefficientPlane plus(const CoefficientPlane& a, const CoefficientPlane& b) {
-    CoefficientPlane out = a;
-    for (size_t i = 0; i < out.values.size(); ++i) out.values[i] = add(a.values[i], b.values[i]);
-    return out;
-}
-
 // Sizes of the image at each level: sizes[0] the full image, sizes[k] after k halvings.
 std::vector<std::pair<uint32_t, uint32_t>> levelSizes(uint32_t w, uint32_t h, uint32_t numLevels) {
     std::vector<std::pair<uint32_t, uint32_t>> sizes{{w, h}};
@@ -142,41 +95,6 @@ WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels,
     }
     bands.subbands[0] = std::move(current);
     return bands;
-}
-
-CoefficientPlane inverseTransformToLevel(const WaveletBands& bands, uint32_t reduction) {
-    const uint32_t numLevels = bands.numLevels;
-    if (reduction > numLevels) throw std::invalid_argument("reduction beyond the levels");
-    const CoefficientPlane& finest = numLevels ? bands.subbands[subbandOf(numLevels, 4)] : bands.subbands[0];
-    // The full size from the finest level's bands (low part, plus high part).
-    uint32_t w = bands.subbands[0].width, h = bands.subbands[0].height;
-    if (numLevels) {
-        w = bands.subbands[subbandOf(numLevels, 3)].width + finest.width;
-        h = bands.subbands[subbandOf(numLevels, 2)].height + finest.height;
-    }
-    const auto sizes = levelSizes(w, h, numLevels);
-    CoefficientPlane current = bands.subbands[0];
-    const uint32_t lastLevel = numLevels - reduction;
-    for (uint32_t level = 1; level <= lastLevel; ++level) {
-        const auto [lw, lh] = sizes[numLevels - level];
-        current = synthesiseLevel(plus(current, bands.subbands[subbandOf(level, 1)]),
-                                  bands.subbands[subbandOf(level, 2)], bands.subbands[subbandOf(level, 3)],
-                                  bands.subbands[subbandOf(level, 4)], lw, lh);
-    }
-    if (lastLevel < numLevels) current = plus(current, bands.subbands[subbandOf(lastLevel + 1, 1)]);
-    return current;
-}
-
-CoefficientPlane inverseTransform(const WaveletBands& bands) { return inverseTransformToLevel(bands, 0); }
-
-CoefficientPlane lowLowAtReduction(const CoefficientPlane& image, uint32_t reduction, OverflowRule overflow) {
-    CoefficientPlane current = image;
-    for (uint32_t k = 0; k < reduction; ++k) {
-        if (k > 0)
-            for (int32_t& v : current.values) v = sub(v, overflow.overflowOf(v));
-        current = analyseLevel(current).lowLow;
-    }
-    return current;
 }
 
 // One level of the streaming transform. Rows are analysed horizontally on

@@ -1,14 +1,11 @@
 // Test-only forward integer 5/3 wavelet transform, the exact inverse of the
-// wavelet decoder's synthesis, and a slow whole-array synthesis to check it.
+// wavelet decoder's synthesis.
 //
 //   TavixFixture::CoefficientPlane image(100, 70);           // int32 samples
 //   TavixFixture::WaveletBands bands = TavixFixture::forwardTransform(image, 3);
 //   // bands.subbands[s] is subband s, laid out as XR3ImageInfo::setup_subbands
 //   // sizes it: 0 the low-low band, then per level from the coarsest the
 //   // overflow band, HL, LH, HH.
-//   CoefficientPlane back = TavixFixture::inverseTransform(bands);   // == image
-//   CoefficientPlane quarter = TavixFixture::lowLowAtReduction(image, 2);
-//   // what a decode at magnification 1/4 gives before clamping
 //
 // Arithmetic is 32-bit and wraps, as the synthesis does, so that every
 // lifting step undoes exactly. For images too large to hold, the streaming
@@ -31,14 +28,8 @@ inline int32_t round4(int32_t s) { return (s >> 2) + (((s | (s >> 2)) & 1) & ((s
 inline int32_t add(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
 inline int32_t sub(int32_t a, int32_t b) { return int32_t(uint32_t(a) - uint32_t(b)); }
 
-// Index i of a sequence of n samples mirrored around its first and last
-// sample (x[-k] = x[k], x[n-1+k] = x[n-1-k]).
-int64_t reflect(int64_t i, int64_t n);
-
 // One analysis step over n samples: (n + 1) / 2 low and n / 2 high samples.
 void analyse(const int32_t* x, uint32_t n, int32_t* low, int32_t* high);
-// One synthesis step, the decoder's rule with mirrored edges: x of n samples.
-void synthesise(const int32_t* low, const int32_t* high, uint32_t n, int32_t* x);
 }  // namespace Lifting
 
 // A width by height array of coefficients or samples, row by row.
@@ -77,18 +68,6 @@ inline uint32_t subbandOf(uint32_t level, uint32_t position) { return 4 * (level
 // The whole-array forward transform: horizontal then vertical analysis per
 // level, from the full image to the coarsest level.
 WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels, OverflowRule overflow = {});
-// The whole-array synthesis: vertical then horizontal per level.
-CoefficientPlane inverseTransform(const WaveletBands& bands);
-// What a decode at magnification 2^-reduction gives: synthesis up to level
-// numLevels - reduction, plus the overflow band of the next finer level.
-CoefficientPlane inverseTransformToLevel(const WaveletBands& bands, uint32_t reduction);
-// The low-low band after `reduction` analysis steps: the image a decode at
-// magnification 2^-reduction produces. Each level but the last of them
-// passes on its low-low band less what `overflow` moved into its overflow
-// band, as the forward transform does; without overflow it is the plain
-// low-low band of the image.
-CoefficientPlane lowLowAtReduction(const CoefficientPlane& image, uint32_t reduction, OverflowRule overflow = {});
-
 // Told of every subband row as soon as it is final. Rows of one subband come
 // in order; band b of the row is values + b * bandPitch, `width` samples.
 class SubbandRowSink {

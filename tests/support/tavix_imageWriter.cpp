@@ -46,7 +46,6 @@ XR3ColorSpace codedColorSpace(XR3ColorSpace input, bool yiq) {
 }
 
 XR3Version fileVersion(const TavixImageRecipe& recipe, const XR3ImageInfo& info) {
-    if (recipe.exactVersion) return *recipe.exactVersion;
     if (recipe.version == TavixFileVersion::XR4) return XR3Version::getXR4Version();
     if (XR3Type::hasAlphaBand(info.inputColorSpace)) return XR3Version::getAlphaVersion();
     if (XR3Type::isSigned(info.dataType)) return XR3Version::getSignedDataVersion();
@@ -300,19 +299,8 @@ int32_t mixed(int32_t z, int32_t y) {
 }
 }  // namespace
 
-// Both wrap at 32 bits, as the decoder's coefficients do, so that each is
-// the exact inverse of the other for every triple.
-void yiqToRgb(int32_t& a, int32_t& b, int32_t& c) {
-    const int32_t t = sub(add(c, a), scaled(b, 19637));
-    const int32_t u = sub(a, t);
-    const int32_t y = sub(b, scaled(u, 19309));
-    const int32_t z = sub(u, scaled(y, -22640));
-    const int32_t g = sub(t, mixed(z, y));
-    a = add(z, g);
-    b = g;
-    c = add(y, g);
-}
-
+// Wraps at 32 bits, as the decoder's coefficients do, so that it is the
+// exact inverse of the decoder's rule for every triple.
 void rgbToYiq(int32_t& a, int32_t& b, int32_t& c) {
     const int32_t g = b, z = sub(a, g), y = sub(c, g);
     const int32_t t = add(g, mixed(z, y));

@@ -122,8 +122,6 @@ struct TavixImageRecipe {
     // Lossy files: the lowest bit planes left out of every band.
     uint32_t truncatePlanes = 0;
     TavixFileVersion version = TavixFileVersion::XR4;
-    // Overrides the version chosen from `version`.
-    std::optional<XR3Version> exactVersion;
     uint32_t imageNumber = 0;
     // Order, layout, token form, MSE values and lock values of the planeset.
     PlanesetOptions planeset;
@@ -162,10 +160,9 @@ QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& s
 // quantised value round((v - offset) / step) for float.
 int64_t codedSample(const XR3ImageInfo& info, uint16_t band, double sample);
 
-// The colour transform on one coefficient triple (bands 0, 1, 2), in place;
-// yiqToRgb is the decoder's rule, rgbToYiq its exact inverse.
+// The colour transform on one coefficient triple (bands 0, 1, 2), in place:
+// the exact inverse of the decoder's rule.
 void rgbToYiq(int32_t& a, int32_t& b, int32_t& c);
-void yiqToRgb(int32_t& a, int32_t& b, int32_t& c);
 
 // The whole file. 2009 for a bad recipe or a sample outside the data type's
 // range, 2012 when memory runs out, otherwise the status of the packet writer.

@@ -1,7 +1,5 @@
 #include "tavix_sampleImages.h"
 
-#include <tiffio.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -89,95 +87,6 @@ void NaturalImageSource::readRow(uint16_t band, uint32_t y, double* out) const {
     const double texture = 0.04 + 0.04 * (band % 2);
     for (uint32_t x = 0; x < m_width; ++x)
         out[x] = finish(offset + gain * m_terrain[x] + texture * m_detail[x], m_lo, m_hi, m_integral);
-}
-
-GradientImageSource::GradientImageSource(uint32_t width, uint32_t height, uint16_t numBands, double lo, double hi,
-                                         bool integral)
-    : m_width(width), m_height(height), m_numBands(numBands), m_lo(lo), m_hi(hi), m_integral(integral) {}
-
-void GradientImageSource::readRow(uint16_t band, uint32_t y, double* out) const {
-    const double across = m_width > 1 ? 1.0 / (m_width - 1) : 0.0, down = m_height > 1 ? 1.0 / (m_height - 1) : 0.0;
-    const double mixX = (band % 3 + 1) / 3.0;
-    for (uint32_t x = 0; x < m_width; ++x)
-        out[x] = finish(mixX * x * across + (1.0 - mixX) * y * down, m_lo, m_hi, m_integral);
-}
-
-MirroredTileSource::MirroredTileSource(const SourceImage& tile, uint32_t width, uint32_t height)
-    : m_tile(tile), m_width(width), m_height(height), m_row(tile.getWidth()) {}
-
-void MirroredTileSource::readRow(uint16_t band, uint32_t y, double* out) const {
-    const uint32_t tw = m_tile.getWidth(), th = m_tile.getHeight();
-    const auto fold = [](uint32_t i, uint32_t n) { return (i / n) % 2 ? n - 1 - i % n : i % n; };
-    m_tile.readRow(band, fold(y, th), m_row.data());
-    for (uint32_t x = 0; x < m_width; ++x) out[x] = m_row[fold(x, tw)];
-}
-
-namespace {
-
-// An in-memory band-sequential 8-bit image.
-class ByteImageSource : public SourceImage {
-public:
-    ByteImageSource(uint32_t width, uint32_t height, uint16_t numBands)
-        : m_width(width), m_height(height), m_numBands(numBands), m_samples(size_t(width) * height * numBands) {}
-    uint32_t getWidth() const override { return m_width; }
-    uint32_t getHeight() const override { return m_height; }
-    uint16_t getNumBands() const override { return m_numBands; }
-    void readRow(uint16_t band, uint32_t y, double* out) const override {
-        const uint8_t* row = &at(band, 0, y);
-        for (uint32_t x = 0; x < m_width; ++x) out[x] = row[x];
-    }
-    uint8_t& at(uint16_t band, uint32_t x, uint32_t y) { return m_samples[(size_t(band) * m_height + y) * m_width + x]; }
-    const uint8_t& at(uint16_t band, uint32_t x, uint32_t y) const {
-        return m_samples[(size_t(band) * m_height + y) * m_width + x];
-    }
-
-private:
-    uint32_t m_width, m_height;
-    uint16_t m_numBands;
-    std::vector<uint8_t> m_samples;
-};
-
-}  // namespace
-
-std::unique_ptr<SourceImage> loadRasterFile(const std::string& path, uint16_t maxBands) {
-    TIFFSetWarningHandler(nullptr);
-    std::unique_ptr<TIFF, void (*)(TIFF*)> tiff(TIFFOpen(path.c_str(), "r"), &TIFFClose);
-    if (!tiff) return nullptr;
-    uint32_t width = 0, height = 0;
-    uint16_t bits = 0, samples = 1, planar = PLANARCONFIG_CONTIG;
-    TIFFGetField(tiff.get(), TIFFTAG_IMAGEWIDTH, &width);
-    TIFFGetField(tiff.get(), TIFFTAG_IMAGELENGTH, &height);
-    TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_BITSPERSAMPLE, &bits);
-    TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_SAMPLESPERPIXEL, &samples);
-    TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_PLANARCONFIG, &planar);
-    if (bits != 8 || planar != PLANARCONFIG_CONTIG || width == 0 || height == 0) return nullptr;
-    const uint16_t bands = std::min(samples, maxBands);
-    auto image = std::make_unique<ByteImageSource>(width, height, bands);
-    const bool tiled = TIFFIsTiled(tiff.get());
-    uint32_t pieceWidth = width, pieceHeight = 0;
-    if (tiled) {
-        TIFFGetField(tiff.get(), TIFFTAG_TILEWIDTH, &pieceWidth);
-        TIFFGetField(tiff.get(), TIFFTAG_TILELENGTH, &pieceHeight);
-    } else {
-        TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_ROWSPERSTRIP, &pieceHeight);
-        pieceHeight = std::min(pieceHeight, height);
-    }
-    std::vector<uint8_t> piece(size_t(pieceWidth) * pieceHeight * samples);
-    for (uint32_t y0 = 0; y0 < height; y0 += pieceHeight) {
-        for (uint32_t x0 = 0; x0 < width; x0 += pieceWidth) {
-            const tmsize_t got =
-                tiled ? TIFFReadEncodedTile(tiff.get(), TIFFComputeTile(tiff.get(), x0, y0, 0, 0), piece.data(),
-                                            tmsize_t(piece.size()))
-                      : TIFFReadEncodedStrip(tiff.get(), TIFFComputeStrip(tiff.get(), y0, 0), piece.data(),
-                                             tmsize_t(piece.size()));
-            if (got < 0) return nullptr;
-            for (uint32_t y = y0; y < std::min(height, y0 + pieceHeight); ++y)
-                for (uint32_t x = x0; x < std::min(width, x0 + pieceWidth); ++x)
-                    for (uint16_t b = 0; b < bands; ++b)
-                        image->at(b, x, y) = piece[(size_t(y - y0) * pieceWidth + (x - x0)) * samples + b];
-        }
-    }
-    return image;
 }
 
 }  // namespace TavixFixture

@@ -336,6 +336,7 @@ TEST(XR3SubblockData, AreaOutsideTheSubblockIsEmpty) {
     EXPECT_TRUE(data.hasEmptyArea());
     encodeBands(data, {Band(16, 7)});
     EXPECT_FALSE(data.hasData());
+    EXPECT_EQ(decodeBands(data, true)[0], Band(16, 0));
     data.setCoefficientArea(-3, 1, -1, 9);
     EXPECT_EQ(data.x0, 0);
     EXPECT_EQ(data.x1, 1);

@@ -9,7 +9,6 @@
 
 #include "qv_ioDynamicMemStream.h"
 #include "qv_ioMemStream.h"
-#include "tavix_fixtureWriter.h"
 #include "xr3_headerPacket.h"
 
 using namespace Orvanetics;
@@ -190,15 +189,6 @@ TEST(HeaderPacket, CropAndQuantizationFields) {
     EXPECT_FALSE(packet.getImageInfo().isCroppedOrScaled);
 }
 
-TEST(HeaderPacket, NoLevelsHasOneSubband) {
-    FixedFields f;
-    f.levels = 0;
-    XR3HeaderPacket packet(headerType(0, 1));
-    ASSERT_EQ(readPayload(packet, fixedPart(f).data), 0u);
-    EXPECT_EQ(packet.getImageInfo().numSubbands, 1);
-    EXPECT_EQ(packet.getImageInfo().numSubblocks, 8u * 5u);
-}
-
 TEST(HeaderPacket, RefusesForbiddenAndShiftedFlags) {
     std::vector<uint64_t> forbidden = {0x1, 0x40, 0x20000};
     for (int bit = 8; bit <= 14; ++bit) forbidden.push_back(uint64_t(1) << bit);
@@ -350,41 +340,3 @@ TEST(HeaderPacket, CopyKeepsEverything) {
     EXPECT_FALSE(samePacket(*copy, packet));
 }
 
-TEST(HeaderPacket, LoadsFromAPacketFile) {
-    // Two images, one of them quantized: each header comes back from the
-    // packet database as a header packet with its own image number.
-    XR3ImageInfo plain = baseInfo();
-    plain.imageNumber = 0;
-    XR3ImageInfo quantized = baseInfo();
-    quantized.imageNumber = 1;
-    quantized.dataType = XR3_DATATYPE_FLOAT32;
-    std::vector<QuantizationInfo> q(quantized.numBands);
-    q[0].step = q[1].step = 0.5f;
-    q[0].offset = q[1].offset = 1.0f;
-    ASSERT_EQ(quantized.setQuantizationInfo(q.data(), false), 0u);
-    TavixFixture::PacketFileWriter writer;
-    writer.addPacket(std::make_unique<XR3HeaderPacket>(plain));
-    writer.addPacket(std::make_unique<XR3HeaderPacket>(quantized));
-    std::vector<uint8_t> bytes;
-    ASSERT_EQ(writer.writeToBytes(bytes), 0u);
-
-    auto stream = TavixFixture::openMemStream(bytes);
-    XR3PacketDB db;
-    QVIOStreamReader<true> reader(*stream);
-    ASSERT_EQ(db.loadImage(reader), 0u);
-    for (const XR3ImageInfo* expected : {&plain, &quantized}) {
-        XR3HeaderPacket* packet = nullptr;
-        ASSERT_EQ(db.findSinglePacketOf(XR3PacketDB::createPacketType(XR3_PACKET_HEADER, XR3PacketType::ANY_SUBTYPE,
-                                                                      XR3PacketType::ANY_SUBSUBTYPE,
-                                                                      expected->imageNumber),
-                                        packet),
-                  0u);
-        ASSERT_NE(packet, nullptr);
-        const XR3ImageInfo& info = packet->getImageInfo();
-        EXPECT_EQ(info.imageNumber, expected->imageNumber);
-        EXPECT_EQ(info.dataType, expected->dataType);
-        EXPECT_EQ(info.hasQuantization(), expected->hasQuantization());
-        EXPECT_EQ(info.numSubblocks, expected->numSubblocks);
-        EXPECT_EQ(packet->getVersionMinor(), expected->hasQuantization() ? 1 : 0);
-    }
-}

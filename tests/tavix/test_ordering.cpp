@@ -99,19 +99,6 @@ TEST(PipelineOrder, WorkedExampleBeginsWithFinestLevelRows) {
     for (uint64_t i = 0; i < expected.size(); ++i) EXPECT_EQ(invert(ordering, i), expected[i]) << i;
 }
 
-TEST(PipelineOrder, SubbandZeroPrecedesSubbandOneAtEqualTime) {
-    OrderingPipe ordering = makeOrdering(500, 500, 64, 2);
-    // Subbands 0, 1 and 2 all finish their row 0 at line 2 * 63 + 3.
-    const uint64_t p0 = ordering.get_ordering(0, 0, 0);
-    const uint64_t p1 = ordering.get_ordering(1, 0, 0);
-    const uint64_t p2 = ordering.get_ordering(2, 0, 0);
-    EXPECT_EQ(p1, p0 + 2);  // subband 0 is 125 wide: two columns
-    EXPECT_EQ(p2, p1 + 2);
-    // Row 1 of level 2 (line 127, 128) precedes them; row 2 (line 191) follows.
-    EXPECT_LT(ordering.get_ordering(8, 1, 3), p0);
-    EXPECT_GT(ordering.get_ordering(5, 2, 0), ordering.get_ordering(4, 0, 1));
-}
-
 TEST(PipelineOrder, IncompleteRowsFormTheTailInSubbandOrder) {
     OrderingPipe ordering = makeOrdering(500, 500, 64, 2);
     // Complete: level 2, 4 bands x 3 rows x 4 cols; level 1 and subband 0,
@@ -129,28 +116,6 @@ TEST(PipelineOrder, IncompleteRowsFormTheTailInSubbandOrder) {
     EXPECT_EQ(position, ordering.getNumSubblocks());
     uint32_t s, r, c;
     EXPECT_FALSE(ordering.invert_ordering(position, s, r, c));
-}
-
-TEST(PipelineOrder, SubbandShorterThanASubblockLiesWhollyInTheTail) {
-    // 100 high with 3 levels: subband 0 is 13 high, below one subblock of 16.
-    OrderingPipe ordering = makeOrdering(300, 100, 16, 3);
-    const std::vector<Place> direct = directPipelineOrder(300, 100, 16, 3);
-    const uint64_t first = ordering.get_ordering(0, 0, 0);
-    EXPECT_EQ(direct[first], (Place{0, 0, 0}));
-    // Everything after subband 0's first subblock is a last row.
-    const std::vector<BandSize> sizes = bandSizes(300, 100, 3);
-    for (uint64_t i = first; i < direct.size(); ++i)
-        EXPECT_EQ(direct[i].row, sizes[direct[i].subband].h / 16) << i;
-}
-
-TEST(PipelineOrder, NoLevelsIsRowByRow) {
-    OrderingPipe ordering = makeOrdering(70, 50, 16, 0);
-    uint64_t position = 0;
-    for (uint32_t r = 0; r < 4; ++r)
-        for (uint32_t c = 0; c < 5; ++c, ++position) {
-            EXPECT_EQ(ordering.get_ordering(0, r, c), position);
-            EXPECT_EQ(invert(ordering, position), (Place{0, r, c}));
-        }
 }
 
 TEST(PipelineOrder, MatchesDirectSortAndInvertsForManyShapes) {

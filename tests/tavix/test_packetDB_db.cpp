@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "core_testReader.h"
 #include "qv_ioDynamicMemStream.h"
 #include "tavix_fixtureWriter.h"
 #include "xr3_metadataPacket.h"
@@ -38,23 +39,6 @@ struct MemOut {
     }
 };
 
-class RecordingProgress : public QVIProgressDelegate {
-public:
-    QVStatus reportProgress(float fraction) override {
-        fractions.push_back(fraction);
-        return 0;
-    }
-    std::vector<float> fractions;
-};
-
-class CountdownInterrupt : public QVIInterruptDelegate {
-public:
-    explicit CountdownInterrupt(int allowed) : m_allowed(allowed) {}
-    QVStatus checkInterrupt() override { return m_allowed-- > 0 ? 0 : 2007; }
-
-private:
-    int m_allowed;
-};
 
 }  // namespace
 
@@ -187,7 +171,7 @@ TEST(PacketDBOperations, CopiesShareStreamsAndCopyObjects) {
 
 TEST(PacketDBWrite, EmptyDatabaseWritesNothingAndReportsCompletion) {
     XR3PacketDB db;
-    RecordingProgress progress;
+    CoreTest::RecordingProgress progress;
     db.setProgressDelegate(&progress);
     MemOut out;
     EXPECT_EQ(0u, db.writeExcludingVersion(out.writer));
@@ -200,7 +184,7 @@ TEST(PacketDBWrite, ProgressCountsRewritesLast) {
     db.addProxyByObject(new XR3ContentsPacket(db, 0));
     db.addProxyByObject(rawPacket(type(XR3_PACKET_UNKNOWN, 1, 0), {1}));
     db.addProxyByObject(rawPacket(type(XR3_PACKET_UNKNOWN, 2, 0), {2}));
-    RecordingProgress progress;
+    CoreTest::RecordingProgress progress;
     db.setProgressDelegate(&progress);
     MemOut out;
     ASSERT_EQ(0u, db.write(out.writer));
@@ -211,7 +195,7 @@ TEST(PacketDBWrite, ProgressCountsRewritesLast) {
 TEST(PacketDBWrite, InterruptStopsTheWrite) {
     XR3PacketDB db;
     for (uint32_t i = 1; i <= 3; ++i) db.addProxyByObject(rawPacket(type(XR3_PACKET_UNKNOWN, i, 0), {1}));
-    CountdownInterrupt interrupt(1);
+    CoreTest::CountingInterrupt interrupt(2, 2007);
     db.setInterruptDelegate(&interrupt);
     MemOut out;
     EXPECT_EQ(2007u, db.writeExcludingVersion(out.writer));
@@ -232,7 +216,7 @@ TEST(PacketDBWrite, WriteAfterAnInterruptedOneIsWhole) {
 
     XR3PacketDB db;
     fill(db);
-    CountdownInterrupt interrupt(1);
+    CoreTest::CountingInterrupt interrupt(2, 2007);
     db.setInterruptDelegate(&interrupt);
     MemOut stopped;
     EXPECT_EQ(2007u, db.write(stopped.writer));

@@ -70,11 +70,6 @@ TEST(PacketDBVersion, KnownVersionsAndTheRefusedLetterP) {
 TEST(PacketDBVersion, NamedVersionsOrderAndImageTypes) {
     EXPECT_EQ(XR3Version(3, 4, 0, 'a'), XR3Version());
     EXPECT_EQ(XR3Version(3, 0, 26, 'q'), XR3Version::getSingleVersion());
-    EXPECT_EQ(XR3Version(3, 0, 26, 'q'), XR3Version::getTiledVersion1());
-    EXPECT_EQ(XR3Version(3, 0, 26, 'r'), XR3Version::getTiledVersion2());
-    EXPECT_EQ(XR3Version(3, 0, 26, 'r'), XR3Version::getMultiSpectralVersion());
-    EXPECT_EQ(XR3Version(3, 0, 26, 's'), XR3Version::getSignedDataVersion());
-    EXPECT_EQ(XR3Version(3, 0, 26, 't'), XR3Version::getTiledMixedOctaveOrAspectRatioVersion());
     EXPECT_EQ(XR3Version(3, 0, 26, 'u'), XR3Version::getAlphaVersion());
     EXPECT_EQ(XR3Version(3, 4, 0, 'a'), XR3Version::getXR4Version());
 

@@ -309,43 +309,6 @@ TEST(TavixReaderDecode, MagnificationsAboveOneSynthesiseWithoutDetail) {
     reader->release();
 }
 
-// Squared error of a whole decode against the source.
-double squaredError(const Subject& s, const std::vector<uint8_t>& bytes) {
-    MemFile file(bytes);
-    TavixImageReader* reader = TavixImageReader::create();
-    EXPECT_EQ(0u, reader->initialize(file.stream.get()));
-    std::unique_ptr<QVISceneBuffer> buffer;
-    EXPECT_EQ(0u, readScene(*reader, QVIScene(0, 0, s.width, s.height, 1.0), buffer));
-    double sum = 0.0;
-    for (uint16_t b = 0; b < s.numBands; ++b)
-        for (uint32_t y = 0; y < s.height; ++y)
-            for (uint32_t x = 0; x < s.width; ++x) sum += std::pow(sampleAt(*buffer, x, y, b) - s.sample(b, x, y), 2);
-    reader->release();
-    return sum;
-}
-
-TEST(TavixReaderDecode, TruncatedFilesLoseLessAsFewerPlanesAreDropped) {
-    Subject s = rgbSubject(true, TavixFileVersion::XR4);
-    s.recipe.dataType = QVI_DATATYPE_UINT16;
-    s.recipe.colorSpace = XR3_COLORSPACE_RGB;
-    setRange(s);
-    double previous = -1.0;
-    for (uint32_t dropped : {9u, 6u, 3u, 1u, 0u}) {
-        s.recipe.truncatePlanes = dropped;
-        const double error = squaredError(s, s.write());
-        SCOPED_TRACE(dropped);
-        if (previous >= 0.0) {
-            EXPECT_LT(error, previous);
-        }
-        if (dropped == 0) {
-            EXPECT_EQ(0.0, error);
-        } else {
-            EXPECT_GT(error, 0.0);
-        }
-        previous = error;
-    }
-}
-
 // A header may announce a virtual image, a rectangle of the image; the
 // reader shows that rectangle as its whole image, at every magnification.
 // Such a file holds only the coefficients that the rectangle's own

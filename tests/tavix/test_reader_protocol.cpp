@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "core_testReader.h"
 #include "qv_math.h"
 #include "qvi_pixel.h"
 #include "reader_decodeSupport.h"
@@ -40,24 +41,6 @@ struct TallImage {
     }
 };
 
-class CountingProgress : public QVIProgressDelegate {
-public:
-    QVStatus reportProgress(float fraction) override {
-        fractions.push_back(fraction);
-        return 0;
-    }
-    std::vector<float> fractions;
-};
-
-class InterruptOnCall : public QVIInterruptDelegate {
-public:
-    explicit InterruptOnCall(int call) : m_call(call) {}
-    QVStatus checkInterrupt() override { return ++m_calls >= m_call ? 2007 : 0; }
-
-private:
-    int m_call;
-    int m_calls = 0;
-};
 
 struct OpenFront {
     MemFile file;
@@ -80,7 +63,7 @@ void expectSource(const QVISceneBuffer& buffer, uint32_t col0, uint32_t row0) {
 
 TEST(TavixReaderProtocol, StripsOfSixtyFourRowsAndProgressBeforeEach) {
     OpenFront open(TallImage().bytes);
-    CountingProgress progress;
+    CoreTest::RecordingProgress progress;
     open.reader->setProgressDelegate(&progress);
     QVISceneBuffer buffer(open.reader->getPixelProps(), 90, 140);
     ASSERT_EQ(0u, open.reader->read(QVIScene(0, 5, 90, 140, 1.0), buffer));
@@ -97,7 +80,7 @@ TEST(TavixReaderProtocol, StripsOfSixtyFourRowsAndProgressBeforeEach) {
 
 TEST(TavixReaderProtocol, InterruptStopsTheRead) {
     OpenFront open(TallImage().bytes);
-    InterruptOnCall interrupt(3);
+    CoreTest::CountingInterrupt interrupt(3, 2007);
     open.reader->setInterruptDelegate(&interrupt);
     QVISceneBuffer buffer(open.reader->getPixelProps(), 90, 150);
     EXPECT_EQ(2007u, open.reader->read(QVIScene(0, 0, 90, 150, 1.0), buffer));

@@ -336,4 +336,32 @@ TEST(RulesCrop, DeepLevelCountsDecodeWhileTheLevelHasThreeSamples) {
     }
 }
 
+// Headers whose crop or scale leave little or nothing to show: opening and
+// reading every magnification gives pixels or a status, never more.
+TEST(RulesCrop, DegenerateCropsReadOrFailWithAStatus) {
+    const CropCase cases[] = {
+        {"one sample", 45, 37, 3, 8, QVIGeomRect(44, 36, 44, 36), 0},
+        {"scale at the level count", 45, 37, 3, 8, QVIGeomRect(0, 0, 5, 4), 3},
+        {"crop past the reduced image", 45, 37, 2, 8, QVIGeomRect(10, 10, 30, 30), 1},
+        {"crop past the image", 45, 37, 2, 8, QVIGeomRect(40, 30, 60, 50), 0},
+    };
+    for (const CropCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Grid image = sourceImage(c.width, c.height, 9);
+        std::vector<uint8_t> bytes = writeCropped(c, image);
+        auto stream = openMemStream(bytes);
+        TavixImageReader* reader = TavixImageReader::create();
+        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        for (int k = -1; k <= c.levels - c.scale; ++k) {
+            const double mag = QVMath::levelToMag(k);
+            uint32_t w = 0, h = 0;
+            if (reader->getDimsAtMag(mag, w, h) != 0 || w == 0 || h == 0) continue;
+            QVISceneBuffer buffer(reader->getPixelProps(), w, h);
+            const QVStatus status = reader->read(QVIScene(0, 0, w, h, mag), buffer);
+            EXPECT_TRUE(status == 0 || status == 2009u) << "2^-" << k << ": " << status;
+        }
+        reader->release();
+    }
+}
+
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "core_testReader.h"
 #include "qv_ioDynamicMemStream.h"
 #include "qvi_geoCoord.h"
 #include "qvi_geoFileImageWriter.h"
@@ -63,25 +64,6 @@ public:
     int deletes = 0;
 };
 
-class Progress : public QVIProgressDelegate {
-public:
-    QVStatus reportProgress(float fraction) override
-    {
-        fractions.push_back(fraction);
-        return 0;
-    }
-    std::vector<float> fractions;
-};
-
-class Interrupt : public QVIInterruptDelegate {
-public:
-    explicit Interrupt(int onCall) : m_onCall(onCall) {}
-    QVStatus checkInterrupt() override { return ++calls == m_onCall ? 77 : 0; }
-    int calls = 0;
-
-private:
-    int m_onCall;
-};
 
 // A stage that paints nothing into its strips.
 class BlankReader : public QVIGeoImageReader {
@@ -111,7 +93,7 @@ TEST(WriterFrame, StripsCoverTheSceneWithTheStagesPixelsAndProgressGrows)
     EXPECT_EQ(writer.getStripHeight(), 16u) << "the stage's own strip height";
     writer.setStripHeight(10);
     EXPECT_EQ(writer.getSourceImageStage()->getStripHeight(), 10u);
-    Progress progress;
+    CoreTest::RecordingProgress progress;
     writer.setProgressDelegate(&progress);
     QVIODynamicMemStream stream;
     ASSERT_EQ(stream.initialize(64), 0u);
@@ -138,7 +120,7 @@ TEST(WriterFrame, InterruptEndsTheReadAndRemovesTheOutput)
     ASSERT_EQ(writer.initialize(stage), 0u);
     ASSERT_EQ(writer.setOutputFileSpec((dir + "/out.bin").c_str()), 0u);
     writer.setWriteWorldFile(true);
-    Interrupt interrupt(3);  // before the write, after strip 1, after strip 2
+    CoreTest::CountingInterrupt interrupt(3, 77);  // before the write, after strip 1, after strip 2
     writer.setInterruptDelegate(&interrupt);
     EXPECT_EQ(writer.write(QVIScene(0, 0, 12, 50, 1.0)), 77u);
     EXPECT_EQ(writer.strips.size(), 2u);
