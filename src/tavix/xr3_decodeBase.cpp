@@ -1,9 +1,11 @@
 #include "xr3_decodeBase.h"
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 
 #include <tbb/info.h>
+#include <tbb/parallel_pipeline.h>
 
 #include "xr3_subblockData.h"
 
@@ -21,7 +23,7 @@ uint32_t xr3ResolveNumThreads(int32_t toolValue, int32_t defaultValue) {
     return remembered;
 }
 
-// One subblock on its way from the serial reader to a decoder.
+// One subblock on its way from the serial reader to a parallel decoder.
 class DecodeBase::SubblockJob {
 public:
     XR3SubblockData data;
@@ -36,12 +38,11 @@ DecodeBase::DecodeBase(const XR3ImageInfo& info, XR3PlaneStoreClient& client,
       m_numThreads(std::max<uint32_t>(numThreads, 1)),
       m_subblockSize(info.subblockSize),
       m_numSubbands(uint32_t(info.subbands.size())),
-      m_arena(int(std::min<uint32_t>(m_numThreads, 1024))),
-      m_cache(new CacheEntry[info.subbands.size()]) {
+      m_cache(info.subbands.size()) {
     readComponentSet();
 }
 
-DecodeBase::~DecodeBase() { drain(); }
+DecodeBase::~DecodeBase() = default;
 
 void DecodeBase::readComponentSet() {
     const XR3ComponentSet& components = m_client.getComponentSet();
@@ -51,39 +52,21 @@ void DecodeBase::readComponentSet() {
     m_transformer = XR3ColorTransformSupport::create(m_info, true, &components);
 }
 
-void DecodeBase::drain() {
-    // Work not yet started finds the decode stopping and skips its subblock.
-    QVStatus running = 0;
-    m_stopStatus.compare_exchange_strong(running, QVI_STS_Tavix_Interrupt);
-    for (uint32_t s = 0; s < m_numSubbands; ++s)
-        for (RowSlot& slot : m_cache[s].slots) dropSlot(slot);
-    m_stopStatus.store(0);
-}
-
 void DecodeBase::invalidateCache() {
-    drain();
-    for (uint32_t s = 0; s < m_numSubbands; ++s) {
-        CacheEntry& entry = m_cache[s];
-        for (RowSlot& slot : entry.slots) {
-            slot.bufferWidth = 0;
-            slot.rows.clear();
-            slot.rows.shrink_to_fit();
-        }
-        entry.lastRow = kNone;
+    for (CacheEntry& entry : m_cache) {
+        entry.firstSubblock = entry.lastSubblock = CacheEntry::kNone;
+        entry.bufferWidth = 0;
+        entry.rows.clear();
+        entry.rows.shrink_to_fit();
     }
     m_zeroLine = {};
     readComponentSet();
 }
 
-void DecodeBase::setReadAheadLimit(uint32_t subband, uint32_t lastRow) {
-    if (subband < m_numSubbands) m_cache[subband].lastRow = lastRow;
-}
-
 uint64_t DecodeBase::getCacheSampleCount() const {
     uint64_t total = 0;
-    for (uint32_t s = 0; s < m_numSubbands; ++s)
-        for (const RowSlot& slot : m_cache[s].slots)
-            for (const std::vector<int32_t>& row : slot.rows) total += row.size();
+    for (const CacheEntry& entry : m_cache)
+        for (const std::vector<int32_t>& row : entry.rows) total += row.size();
     return total + m_zeroLine.size();
 }
 
@@ -93,113 +76,37 @@ QVStatus DecodeBase::get_line(int32_t** lines, uint32_t subband, uint32_t row, u
     const XR3SubbandDims& dims = m_info.subbands[subband];
     if (row >= dims.height || lastCol >= dims.width || firstCol > lastCol)
         return xr3Fail(QVI_STS_Tavix_BadArgument);
-    if (QVStatus status = m_stopStatus.load()) return xr3Fail(status);
 
     const uint32_t n = m_subblockSize;
-    const Span span{subband, row / n, firstCol / n, lastCol / n};
+    const uint32_t subblockRow = row / n;
+    const uint32_t first = m_info.getSubblockIndex(subband, subblockRow, firstCol / n);
+    const uint32_t last = m_info.getSubblockIndex(subband, subblockRow, lastCol / n);
     CacheEntry& entry = m_cache[subband];
-    if (!entry.now().covers(firstSubblock(span), lastSubblock(span))) {
+    if (entry.firstSubblock == CacheEntry::kNone || first < entry.firstSubblock || last > entry.lastSubblock) {
         ++entry.misses;
-        if (QVStatus status = loadCurrent(entry, span)) return status;
+        entry.firstSubblock = entry.lastSubblock = CacheEntry::kNone;
+        entry.firstColumn = (firstCol / n) * n;
+        const uint32_t endColumn = uint32_t(std::min<uint64_t>((uint64_t(lastCol / n) + 1) * n, dims.width));
+        const uint32_t spanWidth = endColumn - entry.firstColumn;
+        // A span without data costs neither I/O nor decoding nor a fill:
+        // every line of it is the shared line of zeros.
+        entry.allZero = !m_client.hasSubblocksInRange(subband, first, last);
+        if (entry.allZero) {
+            if (QVStatus status = prepareZeroLine(spanWidth)) return status;
+        } else {
+            if (QVStatus status = prepareBuffer(entry, spanWidth)) return status;
+            if (QVStatus status = loadSpan(entry, subband, first, last)) return status;
+        }
+        entry.firstSubblock = first;
+        entry.lastSubblock = last;
     }
-    RowSlot& slot = entry.now();
-    if (slot.allZero) {
+    if (entry.allZero) {
         std::fill_n(lines, m_selectedBands.size(), m_zeroLine.data());
         return 0;
     }
-    const size_t start = size_t(row % n) * slot.bufferWidth + (firstCol - slot.firstColumn);
-    for (size_t i = 0; i < slot.rows.size(); ++i) lines[i] = slot.rows[i].data() + start;
+    const size_t start = size_t(row % n) * entry.bufferWidth + (firstCol - entry.firstColumn);
+    for (size_t i = 0; i < entry.rows.size(); ++i) lines[i] = entry.rows[i].data() + start;
     return 0;
-}
-
-QVStatus DecodeBase::loadCurrent(CacheEntry& entry, const Span& span) {
-    if (entry.ahead().covers(firstSubblock(span), lastSubblock(span))) {
-        entry.current ^= 1u;
-    } else {
-        // Not foreseen: an ahead row of another span is of no use, and its
-        // memory goes, so that a subband without read-ahead keeps one row.
-        RowSlot& unused = entry.ahead();
-        dropSlot(unused);
-        unused.bufferWidth = 0;
-        unused.rows.clear();
-        startSlot(entry.now(), span);
-    }
-    // The next row is queued behind this one, so that no thread idles while
-    // the caller waits for the last subblocks of this row.
-    startReadAhead(entry, span);
-    return finishSlot(entry.now());
-}
-
-void DecodeBase::startReadAhead(CacheEntry& entry, const Span& current) {
-    const Span next{current.subband, current.subblockRow + 1, current.firstCol, current.lastCol};
-    if (!readsAhead() || entry.lastRow == kNone || next.subblockRow > entry.lastRow / m_subblockSize ||
-        next.subblockRow >= m_info.subbands[current.subband].rows)
-        return;
-    startSlot(entry.ahead(), next);
-}
-
-void DecodeBase::startSlot(RowSlot& slot, const Span& span) {
-    const uint32_t n = m_subblockSize;
-    const uint32_t first = firstSubblock(span), last = lastSubblock(span);
-    slot.firstSubblock = first;
-    slot.lastSubblock = last;
-    slot.firstColumn = span.firstCol * n;
-    const uint32_t endColumn =
-        uint32_t(std::min<uint64_t>((uint64_t(span.lastCol) + 1) * n, m_info.subbands[span.subband].width));
-    const uint32_t spanWidth = endColumn - slot.firstColumn;
-    // A span without data costs neither I/O nor decoding nor a fill: every
-    // line of it is the shared line of zeros.
-    slot.allZero = !m_client.hasSubblocksInRange(span.subband, first, last);
-    QVStatus status = slot.allZero ? prepareZeroLine(spanWidth) : prepareBuffer(slot, spanWidth);
-    for (uint32_t subblock = first; status == 0 && !slot.allZero && subblock <= last; ++subblock) {
-        std::unique_ptr<SubblockJob> job;
-        status = readSubblock(slot, span.subband, subblock, job);
-        if (status != 0 || !job) continue;
-        if (!readsAhead()) {
-            status = decodeSubblock(slot, *job);
-            continue;
-        }
-        try {
-            m_arena.enqueue(slot.work.defer([this, &slot, owned = std::move(job)] { runJob(slot, *owned); }));
-            slot.pending = true;
-        } catch (const std::bad_alloc&) {
-            status = QVI_STS_Tavix_OutOfMemory;
-        }
-    }
-    if (status != 0) slot.status.store(status);
-}
-
-void DecodeBase::waitSlot(RowSlot& slot) {
-    if (!slot.pending) return;
-    m_arena.execute([&slot] { slot.work.wait(); });
-    slot.pending = false;
-}
-
-void DecodeBase::dropSlot(RowSlot& slot) {
-    waitSlot(slot);
-    slot.status.store(0);
-    forgetSlot(slot);
-}
-
-QVStatus DecodeBase::finishSlot(RowSlot& slot) {
-    waitSlot(slot);
-    QVStatus status = slot.status.exchange(0);
-    // Subblocks skipped because other work failed leave the row incomplete.
-    if (status == 0) status = m_stopStatus.load();
-    if (status == 0) return 0;
-    forgetSlot(slot);
-    // A worker's status details stay in its own thread: report it again here.
-    return xr3Fail(status);
-}
-
-void DecodeBase::forgetSlot(RowSlot& slot) { slot.firstSubblock = slot.lastSubblock = kNone; }
-
-void DecodeBase::runJob(RowSlot& slot, const SubblockJob& job) {
-    if (m_stopStatus.load(std::memory_order_relaxed) != 0) return;
-    if (QVStatus status = decodeSubblock(slot, job)) {
-        slot.status.store(status);
-        m_stopStatus.store(status);
-    }
 }
 
 QVStatus DecodeBase::prepareZeroLine(uint32_t width) {
@@ -212,28 +119,33 @@ QVStatus DecodeBase::prepareZeroLine(uint32_t width) {
     return 0;
 }
 
-QVStatus DecodeBase::prepareBuffer(RowSlot& slot, uint32_t bufferWidth) {
+QVStatus DecodeBase::prepareBuffer(CacheEntry& entry, uint32_t bufferWidth) {
     const uint64_t samples = uint64_t(bufferWidth) * m_subblockSize;
     if (samples > kMaxRowBufferSamples) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
-    if (slot.bufferWidth == bufferWidth && slot.rows.size() == m_selectedBands.size()) return 0;
+    if (entry.bufferWidth == bufferWidth && entry.rows.size() == m_selectedBands.size()) return 0;
     try {
-        slot.rows.assign(m_selectedBands.size(), std::vector<int32_t>(size_t(samples)));
+        entry.rows.assign(m_selectedBands.size(), std::vector<int32_t>(size_t(samples)));
     } catch (const std::bad_alloc&) {
-        slot.rows.clear();
-        slot.bufferWidth = 0;
+        entry.rows.clear();
+        entry.bufferWidth = 0;
         return xr3Fail(QVI_STS_Tavix_OutOfMemory);
     }
-    slot.bufferWidth = bufferWidth;
+    entry.bufferWidth = bufferWidth;
     return 0;
 }
 
-void DecodeBase::zeroColumns(RowSlot& slot, uint32_t column, uint32_t width, uint32_t height) const {
-    for (std::vector<int32_t>& band : slot.rows)
+void DecodeBase::zeroColumns(CacheEntry& entry, uint32_t column, uint32_t width, uint32_t height) const {
+    for (std::vector<int32_t>& band : entry.rows)
         for (uint32_t y = 0; y < height; ++y)
-            std::fill_n(band.data() + size_t(y) * slot.bufferWidth + column, width, 0);
+            std::fill_n(band.data() + size_t(y) * entry.bufferWidth + column, width, 0);
 }
 
-QVStatus DecodeBase::readSubblock(RowSlot& slot, uint32_t subband, uint32_t subblock,
+QVStatus DecodeBase::loadSpan(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last) {
+    if (m_numThreads >= 2 && last > first) return loadInParallel(entry, subband, first, last);
+    return loadSerially(entry, subband, first, last);
+}
+
+QVStatus DecodeBase::readSubblock(CacheEntry& entry, uint32_t subband, uint32_t subblock,
                                   std::unique_ptr<SubblockJob>& job) {
     job.reset();
     std::unique_ptr<SubblockJob> made(new (std::nothrow) SubblockJob);
@@ -241,9 +153,9 @@ QVStatus DecodeBase::readSubblock(RowSlot& slot, uint32_t subband, uint32_t subb
     if (QVStatus status = made->data.init(m_info, uint8_t(subband), subblock, m_info.numBands)) return status;
     uint32_t row = 0, col = 0;
     m_info.getSubblockRowCol(subband, subblock, row, col);
-    made->column = col * m_subblockSize - slot.firstColumn;
+    made->column = col * m_subblockSize - entry.firstColumn;
     if (!m_client.hasSubblock(subband, subblock)) {
-        zeroColumns(slot, made->column, made->data.width, made->data.height);
+        zeroColumns(entry, made->column, made->data.width, made->data.height);
         return 0;
     }
     if (QVStatus status = m_client.getSubblockData(subband, subblock, made->data.getPlanes(), true))
@@ -252,23 +164,59 @@ QVStatus DecodeBase::readSubblock(RowSlot& slot, uint32_t subband, uint32_t subb
     return 0;
 }
 
-QVStatus DecodeBase::decodeSubblock(RowSlot& slot, const SubblockJob& job) const {
+QVStatus DecodeBase::decodeSubblock(CacheEntry& entry, const SubblockJob& job) const {
     // One pointer per image band; bands not selected stay null and are skipped.
     constexpr size_t kInlineBands = 16;
     int32_t* coefs[kInlineBands] = {};
-    std::unique_ptr<int32_t*[]> wide;
+    std::vector<int32_t*> wide;
     int32_t** bands = coefs;
     if (m_info.numBands > kInlineBands) {
-        wide.reset(new (std::nothrow) int32_t*[m_info.numBands]());
-        if (!wide) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
-        bands = wide.get();
+        wide.assign(m_info.numBands, nullptr);
+        bands = wide.data();
     }
-    for (size_t i = 0; i < m_selectedBands.size(); ++i) bands[m_selectedBands[i]] = slot.rows[i].data();
-    const size_t stride = slot.bufferWidth;
+    for (size_t i = 0; i < m_selectedBands.size(); ++i) bands[m_selectedBands[i]] = entry.rows[i].data();
+    const size_t stride = entry.bufferWidth;
     if (QVStatus status = job.data.decode(bands, stride, job.column, true)) return status;
     if (m_transformer) m_transformer->transform(bands, stride, job.column, job.data.width, job.data.height);
     if (m_interruptDelegate)
         if (QVStatus status = m_interruptDelegate->checkInterrupt()) return xr3Fail(status);
+    return 0;
+}
+
+QVStatus DecodeBase::loadSerially(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last) {
+    for (uint32_t subblock = first; subblock <= last; ++subblock) {
+        std::unique_ptr<SubblockJob> job;
+        if (QVStatus status = readSubblock(entry, subband, subblock, job)) return status;
+        if (job)
+            if (QVStatus status = decodeSubblock(entry, *job)) return status;
+    }
+    return 0;
+}
+
+QVStatus DecodeBase::loadInParallel(CacheEntry& entry, uint32_t subband, uint32_t first, uint32_t last) {
+    std::atomic<QVStatus> sharedStatus{0};
+    uint32_t next = first;
+    auto reader = [&](tbb::flow_control& control) -> SubblockJob* {
+        while (next <= last && sharedStatus.load() == 0) {
+            std::unique_ptr<SubblockJob> job;
+            if (QVStatus status = readSubblock(entry, subband, next++, job)) {
+                sharedStatus.store(status);
+                break;
+            }
+            if (job) return job.release();
+        }
+        control.stop();
+        return nullptr;
+    };
+    auto decoder = [&](SubblockJob* raw) {
+        std::unique_ptr<SubblockJob> job(raw);
+        if (QVStatus status = decodeSubblock(entry, *job)) sharedStatus.store(status);
+    };
+    tbb::parallel_pipeline(m_numThreads,
+                           tbb::make_filter<void, SubblockJob*>(tbb::filter_mode::serial_in_order, reader) &
+                               tbb::make_filter<SubblockJob*, void>(tbb::filter_mode::parallel, decoder));
+    // A worker's status details stay in its own thread: report it again here.
+    if (QVStatus status = sharedStatus.load()) return xr3Fail(status);
     return 0;
 }
 

@@ -262,19 +262,6 @@ QVStatus PipeSeg::getRow(uint32_t y, const int32_t** rows, DecodeBase& base) {
     return 0;
 }
 
-void PipeSeg::announceReads(DecodeBase& base) const {
-    // Subbands read over no columns or no rows are never asked for.
-    const auto announce = [&base](uint32_t subband, const PipeSpan& rows, const PipeSpan& columns) {
-        if (rows.size() > 0 && columns.size() > 0) base.setReadAheadLimit(subband, uint32_t(rows.last));
-    };
-    if (!m_source) announce(0, m_rows.low, m_columns.low);
-    if (m_overflowBand >= 0) announce(uint32_t(m_overflowBand), m_rows.low, m_columns.low);
-    if (m_zeroDetail) return;
-    announce(m_position - 2, m_rows.low, m_columns.high);
-    announce(m_position - 1, m_rows.high, m_columns.low);
-    announce(m_position, m_rows.high, m_columns.high);
-}
-
 Pipe::Pipe(const QVIGeomRect& rect, uint32_t numLevels, uint16_t numBands, int32_t scale)
     : m_rect(rect),
       m_numLevels(numLevels),
@@ -325,12 +312,6 @@ uint64_t Pipe::getLineSampleCount() const {
     uint64_t total = 0;
     for (const auto& stage : m_stages) total += stage->getLineSampleCount();
     return total;
-}
-
-void Pipe::announceReads(DecodeBase& base) const {
-    for (const auto& stage : m_stages) stage->announceReads(base);
-    if (m_stages.empty()) base.setReadAheadLimit(0, uint32_t(m_rect.y1));
-    if (m_outputOverflowBand >= 0) base.setReadAheadLimit(uint32_t(m_outputOverflowBand), uint32_t(m_rect.y1));
 }
 
 QVStatus Pipe::AddInOverflow(uint32_t y, int32_t* const* to, DecodeBase& base) {

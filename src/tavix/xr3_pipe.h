@@ -68,8 +68,6 @@ public:
     // Points rows[b] at output row y, column columns.output.first, per band.
     // Rows must be asked for in increasing order, each at most once.
     QVStatus getRow(uint32_t y, const int32_t** rows, DecodeBase& base);
-    // Tells the base the last row this stage reads of each of its subbands.
-    void announceReads(DecodeBase& base) const;
 
     const PipeColumnSupport& getColumns() const { return m_columns; }
     const PipeRowSupport& getRows() const { return m_rows; }
@@ -133,9 +131,6 @@ public:
     // Writes output rows rect.y0..rect.y1 (the next rows, in order) over the
     // pipe's columns to lines[b] + (y - rect.y0) * stride.
     QVStatus fillPipe(const QVIGeomRect& rect, int32_t* const* lines, size_t stride, DecodeBase& base);
-    // Tells the base which rows of which subbands a fill of the whole
-    // rectangle reads, so that it can decode ahead.
-    void announceReads(DecodeBase& base) const;
 
     uint32_t getNumLevels() const { return m_numLevels; }
     int32_t getScale() const { return m_scale; }

@@ -88,7 +88,6 @@ QVStatus PipelinedWaveletDecoder::begin(uint32_t stripHeight, int32_t rangeMin, 
     m_readOffset = 0;
     m_numHeldBack = 0;
     m_begun = true;
-    m_pipe->announceReads(m_decodeBase);
     return produceUnit();
 }
 

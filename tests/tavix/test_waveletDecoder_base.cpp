@@ -1,6 +1,6 @@
 // The line source and the strip decoder around the synthesis: requests
 // outside a subband, one decode per subblock row, identical output and reads
-// with any thread count, failures of work done ahead, interruption, clamping and dequantisation per sample type,
+// with any thread count, failed reads, interruption, clamping and dequantisation per sample type,
 // strip bookkeeping, and memory that stays bounded on a tall image.
 #include <gtest/gtest.h>
 
@@ -159,8 +159,8 @@ TEST(DecodeBase, ThreadCountsGiveIdenticalOutput) {
     EXPECT_EQ(expected.at(202, 149), four.back());
 }
 
-TEST(DecodeBase, ReadingAheadReadsNoMoreSubblocksThanOneThread) {
-    // Empty subblocks too, so that some spans ahead are all zeros.
+TEST(DecodeBase, ThreadsReadNoMoreSubblocksThanOneThread) {
+    // Empty subblocks too, so that some spans are all zeros.
     PyramidShape shape = shapeOf(203, 150, 3, 2, 8);
     shape.emptyShare = 0.4;
     const Pyramid pyramid = makePyramid(shape, 9);
@@ -181,7 +181,7 @@ TEST(DecodeBase, ReadingAheadReadsNoMoreSubblocksThanOneThread) {
     }
 }
 
-TEST(DecodeBase, AFailedReadAheadEndsTheDecodeWithItsStatus) {
+TEST(DecodeBase, AFailedReadEndsTheDecodeWithItsStatusWithAnyThreadCount) {
     PyramidShape shape = shapeOf(160, 160, 2, 1, 8);
     shape.emptyShare = 0;
     const Pyramid pyramid = makePyramid(shape, 10);
@@ -334,7 +334,7 @@ private:
 
 }  // namespace
 
-TEST(WaveletDecoder, TallImageKeepsOnlyStageLinesAndTwoSubblockRowsPerSubband) {
+TEST(WaveletDecoder, TallImageKeepsOnlyStageLinesAndOneSubblockRowPerSubband) {
     const uint32_t width = 1024, height = 65536, n = 64;
     const XR3ImageInfo info = TavixFixture::makeImageInfo(width, height, 4, 1, n);
     ConstantClient client(info, 77);
@@ -345,11 +345,10 @@ TEST(WaveletDecoder, TallImageKeepsOnlyStageLinesAndTwoSubblockRowsPerSubband) {
     ASSERT_EQ(0u, decoder->begin(64, 0, 255));
 
     // Four lines of a little more than its width per stage, two output
-    // rows, and two rows of subblocks of each subband: the one in use and,
-    // with two threads, the next one decoded ahead.
+    // rows, and one row of subblocks of each subband.
     uint64_t bound = 2 * width;
     for (uint32_t w = width, level = 0; level < 4; ++level, w = (w + 1) / 2) bound += 4 * (w + 3);
-    for (const XR3SubbandDims& dims : info.subbands) bound += 2 * uint64_t(dims.width) * n;
+    for (const XR3SubbandDims& dims : info.subbands) bound += uint64_t(dims.width) * n;
 
     QVIPixel pixel(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_UINT8);
     QVISceneBuffer strip(pixel, width, 64);
