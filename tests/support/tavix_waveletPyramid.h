@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tavix_planesetWriter.h"
+#include "test_sampleGrid.h"
 #include "xr3_planeStore.h"
 #include "xr3_subblockData.h"
 
@@ -22,29 +23,8 @@ namespace WaveletDecoderTest {
 
 using namespace Orvanetics;
 
-// Division rounded to nearest, ties to the even quotient, by cases on the
-// floor remainder rather than by shifts.
-inline int64_t roundDivTiesEven(int64_t s, int64_t d) {
-    int64_t q = s / d, r = s % d;
-    if (r < 0) {
-        r += d;
-        --q;
-    }
-    if (2 * r > d) return q + 1;
-    if (2 * r < d) return q;
-    return (q % 2 == 0) ? q : q + 1;
-}
-
-// A whole array of samples, row by row.
-struct Plane {
-    int64_t width = 0;
-    int64_t height = 0;
-    std::vector<int64_t> v;
-    Plane() = default;
-    Plane(int64_t w, int64_t h) : width(w), height(h), v(size_t(w * h), 0) {}
-    int64_t& at(int64_t x, int64_t y) { return v[size_t(y * width + x)]; }
-    int64_t at(int64_t x, int64_t y) const { return v[size_t(y * width + x)]; }
-};
+using TestSupport::divideTiesToEven;
+using Plane = TestSupport::SampleGrid;
 
 // Mirror of index i around the ends of a sequence of n >= 2 samples.
 inline int64_t mirror(int64_t i, int64_t n) {
@@ -57,8 +37,8 @@ inline int64_t mirror(int64_t i, int64_t n) {
 inline void synthesise1D(std::vector<int64_t>& x) {
     const int64_t n = int64_t(x.size());
     if (n < 2) return;
-    for (int64_t i = 0; i < n; i += 2) x[i] -= roundDivTiesEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 4);
-    for (int64_t i = 1; i < n; i += 2) x[i] += roundDivTiesEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 2);
+    for (int64_t i = 0; i < n; i += 2) x[i] -= divideTiesToEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 4);
+    for (int64_t i = 1; i < n; i += 2) x[i] += divideTiesToEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 2);
 }
 
 // One level: interleave, vertical steps on every column, horizontal on every row.

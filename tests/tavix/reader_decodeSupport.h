@@ -11,6 +11,7 @@
 
 #include "qvi_dataType.h"
 #include "qvi_sceneBuffer.h"
+#include "test_sampleGrid.h"
 
 namespace ReaderDecodeTest {
 
@@ -27,16 +28,7 @@ inline int64_t quarterToEven(int64_t s) {
     return r < 2 ? q : r > 2 ? q + 1 : q + (q & 1);
 }
 
-// A width by height array of integer samples.
-struct Plane {
-    uint32_t width = 0;
-    uint32_t height = 0;
-    std::vector<int64_t> v;
-    Plane() = default;
-    Plane(uint32_t w, uint32_t h) : width(w), height(h), v(size_t(w) * h, 0) {}
-    int64_t& at(uint32_t x, uint32_t y) { return v[size_t(y) * width + x]; }
-    int64_t at(uint32_t x, uint32_t y) const { return v[size_t(y) * width + x]; }
-};
+using Plane = TestSupport::SampleGrid;
 
 // The low half of one analysis step over n samples.
 inline std::vector<int64_t> analyseLow(const std::vector<int64_t>& x) {

@@ -2,37 +2,20 @@
 // from its rules alone for the rule tests: the two rounded divisions, one
 // level of analysis and synthesis with mirrored edges, and the subband
 // layout of a pyramid (LL, then per level overflow, HL, LH, HH). Nothing
-// here comes from the library or from the test-side encoder.
+// here comes from the library or from the test-side encoder; the sample
+// grid and the rounded division are shared with the other references.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
+#include "test_sampleGrid.h"
+
 namespace RulesReference {
 
-// s / d rounded to nearest, ties to the even quotient (d > 0), by the floor
-// quotient and remainder.
-inline int64_t divideTiesToEven(int64_t s, int64_t d) {
-    int64_t q = s / d, r = s % d;
-    if (r < 0) {
-        r += d;
-        --q;
-    }
-    if (2 * r > d || (2 * r == d && (q & 1))) ++q;
-    return q;
-}
-
-struct Grid {
-    int64_t width = 0;
-    int64_t height = 0;
-    std::vector<int64_t> v;
-    Grid() = default;
-    Grid(int64_t w, int64_t h) : width(w), height(h), v(size_t(w * h), 0) {}
-    int64_t& at(int64_t x, int64_t y) { return v[size_t(y * width + x)]; }
-    int64_t at(int64_t x, int64_t y) const { return v[size_t(y * width + x)]; }
-    bool operator==(const Grid&) const = default;
-};
+using TestSupport::divideTiesToEven;
+using Grid = TestSupport::SampleGrid;
 
 // Index of a mirrored sequence of n samples: x[-k] = x[k], x[last + k] = x[last - k].
 inline int64_t mirrored(int64_t i, int64_t n) {

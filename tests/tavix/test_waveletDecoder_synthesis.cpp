@@ -90,12 +90,12 @@ TEST(WaveletRounding, ExamplesAndTiesToEven) {
     EXPECT_EQ(-2, round4(-6));
     EXPECT_EQ(-2, round2(-3));
     for (int32_t s = -100000; s <= 100000; ++s) {
-        ASSERT_EQ(roundDivTiesEven(s, 2), round2(s)) << s;
-        ASSERT_EQ(roundDivTiesEven(s, 4), round4(s)) << s;
+        ASSERT_EQ(divideTiesToEven(s, 2), round2(s)) << s;
+        ASSERT_EQ(divideTiesToEven(s, 4), round4(s)) << s;
     }
     for (int32_t s : {INT32_MIN, INT32_MIN + 1, INT32_MIN + 2, INT32_MIN + 3, INT32_MAX - 2, INT32_MAX}) {
-        EXPECT_EQ(roundDivTiesEven(s, 2), round2(s)) << s;
-        EXPECT_EQ(roundDivTiesEven(s, 4), round4(s)) << s;
+        EXPECT_EQ(divideTiesToEven(s, 2), round2(s)) << s;
+        EXPECT_EQ(divideTiesToEven(s, 4), round4(s)) << s;
     }
 }
 
