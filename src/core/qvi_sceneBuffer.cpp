@@ -134,6 +134,19 @@ Block allocateBlock(size_t size)
     return Block(static_cast<uint8_t*>(std::malloc(std::max<size_t>(size, 1))));
 }
 
+// The stream imports read their whole block in one transfer, then import it
+// from memory.
+template <typename ImportFromMemory>
+QVStatus importThroughBlock(QVIOStreamInf& stream, size_t size, ImportFromMemory&& import)
+{
+    auto block = allocateBlock(size);
+    if (!block)
+        return QVI_STS_OutOfMemory;
+    if (const QVStatus status = readExactly(stream, block.get(), size))
+        return status;
+    return import(static_cast<const void*>(block.get()));
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -344,13 +357,8 @@ QVStatus QVISceneBuffer::importDataBSQ(const void* data)
 
 QVStatus QVISceneBuffer::importDataBSQ(QVIOStreamInf& stream)
 {
-    const size_t size = streamImportBytes();
-    auto block = allocateBlock(size);
-    if (!block)
-        return QVI_STS_OutOfMemory;
-    if (const QVStatus status = readExactly(stream, block.get(), size))
-        return status;
-    return importDataBSQ(static_cast<const void*>(block.get()));
+    return importThroughBlock(stream, streamImportBytes(),
+                              [this](const void* data) { return importDataBSQ(data); });
 }
 
 QVStatus QVISceneBuffer::exportDataBSQ(void**& bands) const
@@ -436,13 +444,8 @@ QVStatus QVISceneBuffer::importDataBIP(const void* data)
 
 QVStatus QVISceneBuffer::importDataBIP(QVIOStreamInf& stream)
 {
-    const size_t size = streamImportBytes();
-    auto block = allocateBlock(size);
-    if (!block)
-        return QVI_STS_OutOfMemory;
-    if (const QVStatus status = readExactly(stream, block.get(), size))
-        return status;
-    return importDataBIP(static_cast<const void*>(block.get()));
+    return importThroughBlock(stream, streamImportBytes(),
+                              [this](const void* data) { return importDataBIP(data); });
 }
 
 QVStatus QVISceneBuffer::uniformSampleBytes(uint32_t& bytes) const

@@ -169,46 +169,33 @@ TEST_F(RawReaderFiles, PaddedRowsAndLongStripsDecode)
     }
 }
 
-TEST_F(RawReaderFiles, SizeOtherThanExpectedIsRefused)
+TEST_F(RawReaderFiles, RefusedSetupsGiveStatuses)
 {
     RawGeometry g;
     g.layout = QVI_LAYOUT_BSQ;
     g.skipStart = 4;
-    std::vector<uint8_t> bytes = makeRawFile(g);
+    const std::vector<uint8_t> bytes = makeRawFile(g);
     const QVIPixel pixel(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_UINT8);
     const std::string path = dir + "/size.raw";
-    for (int delta : {+1, -1}) {
-        std::vector<uint8_t> wrong = bytes;
-        if (delta > 0)
-            wrong.push_back(0);
-        else
-            wrong.pop_back();
-        writeBytes(path, wrong);
+    const auto initialize = [&](const std::vector<uint8_t>& file, auto&& configure) {
+        writeBytes(path, file);
         QVIRawImageReader* reader = makeReader(g);
-        EXPECT_EQ(reader->initialize(path.c_str(), pixel, g.width, g.height, false), 50025u);
+        configure(*reader);
+        const QVStatus status = reader->initialize(path.c_str(), pixel, g.width, g.height, false);
         reader->release();
-    }
-}
-
-TEST_F(RawReaderFiles, SettingsOutsideTheirRangeAreRefused)
-{
-    RawGeometry g;
-    const std::string path = dir + "/settings.raw";
-    writeBytes(path, makeRawFile(g));
-    const QVIPixel pixel(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_UINT8);
+        return status;
+    };
+    const auto asIs = [](QVIRawImageReader&) {};
+    std::vector<uint8_t> longer = bytes;
+    longer.push_back(0);
+    EXPECT_EQ(initialize(longer, asIs), 50025u);
+    EXPECT_EQ(initialize(std::vector<uint8_t>(bytes.begin(), bytes.end() - 1), asIs), 50025u);
+    EXPECT_EQ(initialize(bytes, [](QVIRawImageReader& r) { r.setLayout(QVILayout(4)); }), 1u);
+    // A row stride shorter than a row of pixels.
+    EXPECT_NE(initialize(bytes, [](QVIRawImageReader& r) { r.setRowBytes(5); }), 0u);
 
     QVIRawImageReader* reader = QVIRawImageReader::create();
-    reader->setLayout(QVILayout(4));
-    EXPECT_EQ(reader->initialize(path.c_str(), pixel, g.width, g.height, false), 1u);
-    reader->release();
-
-    reader = QVIRawImageReader::create();
     EXPECT_EQ(reader->initialize(dir + "/absent.raw", pixel, g.width, g.height, false), 50004u);
-    reader->release();
-
-    reader = QVIRawImageReader::create();
-    reader->setRowBytes(5);  // shorter than a row of pixels
-    EXPECT_NE(reader->initialize(path.c_str(), pixel, g.width, g.height, false), 0u);
     reader->release();
 }
 

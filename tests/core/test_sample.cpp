@@ -29,14 +29,10 @@ TEST(Sample, DefaultAndConstructedFields)
 TEST(Sample, PrecisionIsClampedToTheSampleWidth)
 {
     QVISample sample(0, QVI_COLOR_GRAY, QVI_DATATYPE_UINT16);
-    sample.setPrecision(0);
-    EXPECT_EQ(sample.getPrecision(), 1u);
-    sample.setPrecision(12);
-    EXPECT_EQ(sample.getPrecision(), 12u);
-    sample.setPrecision(16);
-    EXPECT_EQ(sample.getPrecision(), 16u);
-    sample.setPrecision(40);
-    EXPECT_EQ(sample.getPrecision(), 16u);
+    for (const auto& [set, expected] : {std::pair{0u, 1u}, {12u, 12u}, {16u, 16u}, {40u, 16u}}) {
+        sample.setPrecision(set);
+        EXPECT_EQ(sample.getPrecision(), expected) << set;
+    }
 }
 
 TEST(Sample, MinAndMaxPerType)
@@ -72,13 +68,10 @@ TEST(Sample, MinAndMaxPerType)
 TEST(Sample, FloatLimitsAreExactlyZeroAndOne)
 {
     QVISample sample(0, QVI_COLOR_GRAY, QVI_DATATYPE_FLOAT32);
-    sample.setValueFloat32(-0.5f);
-    EXPECT_FALSE(sample.isValueMin());
-    sample.setValueFloat32(2.0f);
-    EXPECT_FALSE(sample.isValueMax());
-    sample.setValueFloat32(std::numeric_limits<float>::quiet_NaN());
-    EXPECT_FALSE(sample.isValueMin());
-    EXPECT_FALSE(sample.isValueMax());
+    for (float value : {-0.5f, 2.0f, std::numeric_limits<float>::quiet_NaN()}) {
+        sample.setValueFloat32(value);
+        EXPECT_FALSE(sample.isValueMin() || sample.isValueMax()) << value;
+    }
 }
 
 TEST(Sample, KeepSmallerOrLargerInOwnType)
@@ -119,34 +112,25 @@ TEST(Sample, NaNLeavesAFloatSampleAlone)
 
 TEST(Sample, SetFromDoubleChecksRangeThenTruncates)
 {
-    QVISample u8(0, QVI_COLOR_GRAY, QVI_DATATYPE_UINT8);
-    u8.setValueUint8(9);
-    EXPECT_EQ(u8.setValueFromDouble(-0.5), QVI_STS_Core_DataTypeOverflow);
-    EXPECT_EQ(u8.getValueUint8(), 9);
-    EXPECT_EQ(u8.setValueFromDouble(255.5), QVI_STS_Core_DataTypeOverflow);
-    EXPECT_EQ(u8.setValueFromDouble(std::nan("")), QVI_STS_Core_DataTypeOverflow);
-    EXPECT_EQ(u8.getValueUint8(), 9);
-    EXPECT_EQ(u8.setValueFromDouble(254.9), 0u);
-    EXPECT_EQ(u8.getValueUint8(), 254);
-
-    QVISample s32(0, QVI_COLOR_GRAY, QVI_DATATYPE_SINT32);
-    EXPECT_EQ(s32.setValueFromDouble(-2.9), 0u);
-    EXPECT_EQ(s32.getValueSint32(), -2);
-    EXPECT_EQ(s32.setValueFromDouble(-2147483648.0), 0u);
-    EXPECT_EQ(s32.getValueSint32(), std::numeric_limits<int32_t>::min());
-    EXPECT_EQ(s32.setValueFromDouble(2147483648.0), QVI_STS_Core_DataTypeOverflow);
-
-    QVISample u32(0, QVI_COLOR_GRAY, QVI_DATATYPE_UINT32);
-    EXPECT_EQ(u32.setValueFromDouble(4294967295.0), 0u);
-    EXPECT_EQ(u32.getValueUint32(), 4294967295u);
-
-    QVISample f32(0, QVI_COLOR_GRAY, QVI_DATATYPE_FLOAT32);
-    EXPECT_EQ(f32.setValueFromDouble(-1e10), 0u);
-    EXPECT_EQ(f32.getValueFloat32(), -1e10f);
-    QVISample f64(0, QVI_COLOR_GRAY, QVI_DATATYPE_FLOAT64);
-    EXPECT_EQ(f64.setValueFromDouble(0.1), 0u);
-    EXPECT_EQ(f64.getValueAsDouble(), 0.1);
-
+    // A refused value leaves the previous one, 9 (or 9.0).
+    const struct { QVIDataType type; double value; QVStatus status; double stored; } rows[] = {
+        {QVI_DATATYPE_UINT8, -0.5, QVI_STS_Core_DataTypeOverflow, 9},
+        {QVI_DATATYPE_UINT8, 255.5, QVI_STS_Core_DataTypeOverflow, 9},
+        {QVI_DATATYPE_UINT8, std::nan(""), QVI_STS_Core_DataTypeOverflow, 9},
+        {QVI_DATATYPE_UINT8, 254.9, 0, 254},
+        {QVI_DATATYPE_SINT32, -2.9, 0, -2},
+        {QVI_DATATYPE_SINT32, -2147483648.0, 0, -2147483648.0},
+        {QVI_DATATYPE_SINT32, 2147483648.0, QVI_STS_Core_DataTypeOverflow, 9},
+        {QVI_DATATYPE_UINT32, 4294967295.0, 0, 4294967295.0},
+        {QVI_DATATYPE_FLOAT32, -1e10, 0, double(-1e10f)},
+        {QVI_DATATYPE_FLOAT64, 0.1, 0, 0.1},
+    };
+    for (const auto& row : rows) {
+        QVISample sample(0, QVI_COLOR_GRAY, row.type);
+        ASSERT_EQ(sample.setValueFromDouble(9.0), 0u);
+        EXPECT_EQ(sample.setValueFromDouble(row.value), row.status) << row.type << " " << row.value;
+        EXPECT_EQ(sample.getValueAsDouble(), row.stored) << row.type << " " << row.value;
+    }
     QVISample invalid;
     EXPECT_EQ(invalid.setValueFromDouble(1.0), QVI_STS_Core_UnsupportedDataType);
 }

