@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <string>
-
+#include "core_testReader.h"
 #include "qv_statusCodes.h"
-#include "qvi_imageReader.h"
 #include "qvi_navigator.h"
 #include "qvi_pixel.h"
 #include "qvi_utils.h"
@@ -12,40 +10,18 @@ using namespace Orvanetics;
 
 namespace {
 
-// A reader that only has properties: what a navigator looks at.
-class PropertyImage : public QVIImageReader {
-public:
-    static PropertyImage* create(uint32_t width, uint32_t height, double minMag, double maxMag,
-                                 const QVIGeoCoord& geo = QVIGeoCoord(1000.0, 2000.0, 2.0, -4.0, 0, 0))
-    {
-        PropertyImage* image = new PropertyImage();
-        EXPECT_EQ(image->init(nullptr), 0u);
-        image->setDimensions(width, height);
-        EXPECT_EQ(image->setPixelProps(QVIPixel(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_UINT8)), 0u);
-        image->setMagnification(minMag, maxMag);
-        EXPECT_EQ(image->setGeoCoord(geo), 0u);
-        return image;
-    }
+using ImageRef = CoreTest::Ref<CoreTest::PropertyReader>;
 
-    std::string getSourceName() const override { return "property image"; }
-
-protected:
-    QVStatus decodeBegin(const QVIPixel&, const QVIScene&) override { return 0; }
-    QVStatus decodeStrip(QVISceneBuffer&, const QVIScene&) override { return 0; }
-    QVStatus decodeEnd() override { return 0; }
-
-private:
-    PropertyImage() : QVIImageReader(true) {}
-};
-
-struct Released {
-    void operator()(PropertyImage* image) const { image->release(); }
-};
-using ImageRef = std::unique_ptr<PropertyImage, Released>;
-
-ImageRef makeImage(uint32_t width, uint32_t height, double minMag = 0.125, double maxMag = 4.0)
+// A grey image with only properties: what a navigator looks at.
+ImageRef makeImage(uint32_t width, uint32_t height, double minMag = 0.125, double maxMag = 4.0,
+                   const QVIGeoCoord& geo = QVIGeoCoord(1000.0, 2000.0, 2.0, -4.0, 0, 0))
 {
-    return ImageRef(PropertyImage::create(width, height, minMag, maxMag));
+    ImageRef image(CoreTest::PropertyReader::create());
+    image->setDimensions(width, height);
+    EXPECT_EQ(image->setPixelProps(QVIPixel(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_UINT8)), 0u);
+    image->setMagnification(minMag, maxMag);
+    EXPECT_EQ(image->setGeoCoord(geo), 0u);
+    return image;
 }
 
 }  // namespace
@@ -189,7 +165,7 @@ TEST(Navigator, GeographicScenes)
     EXPECT_DOUBLE_EQ(sceneGeo.getX(), 1000.0 + 1.0 + 40.0);
     EXPECT_DOUBLE_EQ(sceneGeo.getY(), 2000.0 - 2.0 - 160.0);
 
-    ImageRef flat(PropertyImage::create(10, 10, 1.0, 1.0, QVIGeoCoord(0, 0, 0, 0, 0, 0)));
+    ImageRef flat = makeImage(10, 10, 1.0, 1.0, QVIGeoCoord(0, 0, 0, 0, 0, 0));
     QVINavigator singular(*flat);
     EXPECT_EQ(singular.setSceneAsGeoULWH(1, 1, 1, 1, 1.0), QVI_STS_Failure);
     EXPECT_EQ(singular.getScene(), QVIScene(0, 0, 10, 10, 1.0));

@@ -22,6 +22,14 @@ std::vector<uint8_t> readAll(QVIOStreamInf& stream, uint32_t count) {
 
 const uint8_t* bytesOf(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
 
+// The text read up to the delimiter (null when none came); frees the stream's block.
+std::string readString(QVIOStreamInf& stream, char delimiter) {
+    char* text = stream.readString(delimiter);
+    const std::string result = text != nullptr ? text : "(null)";
+    std::free(text);
+    return result;
+}
+
 }  // namespace
 
 // ---- QVIOMemStream
@@ -113,40 +121,21 @@ TEST(MemStream, ReadStringStopsAtTheDelimiter) {
     QVIOMemStream stream;
     ASSERT_EQ(stream.initialize(text, sizeof(text) - 1), 0u);
     ASSERT_EQ(stream.open(), 0u);
-    char* line = stream.readString('\n');
-    ASSERT_NE(line, nullptr);
-    EXPECT_STREQ(line, "alpha\n");
-    std::free(line);
-    line = stream.readString('\n');
-    EXPECT_STREQ(line, "beta\n");
-    std::free(line);
-    EXPECT_EQ(stream.readString('\n'), nullptr);  // "gamma" has no delimiter
-}
+    EXPECT_EQ(readString(stream, '\n'), "alpha\n");
+    EXPECT_EQ(readString(stream, '\n'), "beta\n");
+    EXPECT_EQ(readString(stream, '\n'), "(null)");  // "gamma" has no delimiter
 
-TEST(StreamInf, ReadStringGrowsItsBlockForLongTexts) {
-    std::string text(70000, 'q');
-    text.push_back('\0');
-    QVIOMemStream stream;
-    ASSERT_EQ(stream.initialize(text.data(), static_cast<uint32_t>(text.size())), 0u);
-    ASSERT_EQ(stream.open(), 0u);
-    char* read = stream.readString('\0');
-    ASSERT_NE(read, nullptr);
-    EXPECT_EQ(std::strlen(read), 70000u);
-    std::free(read);
-    EXPECT_EQ(stream.tell(), 70001);
+    // The block grows for long texts.
+    std::string longBytes(70000, 'q');
+    longBytes.push_back('\0');
+    QVIOMemStream longText;
+    ASSERT_EQ(longText.initialize(longBytes.data(), static_cast<uint32_t>(longBytes.size())), 0u);
+    ASSERT_EQ(longText.open(), 0u);
+    EXPECT_EQ(readString(longText, '\0').size(), 70000u);
+    EXPECT_EQ(longText.tell(), 70001);
 }
 
 // ---- QVIODynamicMemStream
-
-TEST(DynamicMemStream, GrowthMustLieAboveOneUpToTwo) {
-    QVIODynamicMemStream stream;
-    EXPECT_EQ(stream.initialize(100, 1.0f), 145011u);
-    EXPECT_EQ(stream.initialize(100, 2.01f), 145011u);
-    EXPECT_EQ(stream.initialize(100, 2.0f), 0u);
-    EXPECT_EQ(stream.initialize(100, 1.01f), 0u);
-    ASSERT_EQ(stream.open(), 0u);
-    EXPECT_EQ(stream.initialize(100, 1.5f), 145012u);
-}
 
 TEST(DynamicMemStream, GrowsAcrossManyWritesAndReadsBack) {
     QVIODynamicMemStream stream;
@@ -210,9 +199,13 @@ TEST(DynamicMemStream, ReadsAtTheLengthSetTheEndFlag) {
     EXPECT_EQ(stream.tell(), 4);  // moved back to the length
 }
 
-TEST(DynamicMemStream, SeekChecksDirectionOffsetAndState) {
+TEST(DynamicMemStream, ArgumentsAndStateAreChecked) {
     QVIODynamicMemStream stream;
-    ASSERT_EQ(stream.initialize(8), 0u);
+    // Growth must lie above one, up to two.
+    EXPECT_EQ(stream.initialize(100, 1.0f), 145011u);
+    EXPECT_EQ(stream.initialize(100, 2.01f), 145011u);
+    EXPECT_EQ(stream.initialize(100, 2.0f), 0u);
+    EXPECT_EQ(stream.initialize(100, 1.01f), 0u);
     EXPECT_EQ(stream.seek(0, QVIO_SEEK_BEGIN), 1u);  // not open
     ASSERT_EQ(stream.open(), 0u);
     EXPECT_EQ(stream.seek(0, static_cast<QVIOSeekDir>(1)), 1u);
@@ -221,7 +214,17 @@ TEST(DynamicMemStream, SeekChecksDirectionOffsetAndState) {
     EXPECT_EQ(stream.write(bytesOf("abc"), 3), 3u);
     EXPECT_EQ(stream.seek(-1, QVIO_SEEK_END), 0u);
     EXPECT_EQ(stream.tell(), 2);
+    EXPECT_EQ(stream.initialize(100, 1.5f), 145012u);
 }
+
+namespace {
+int g_reallocations = 0;
+void* countingRealloc(void* block, size_t size) {
+    ++g_reallocations;
+    return std::realloc(block, size);
+}
+void* failingAlloc(size_t) { return nullptr; }
+}  // namespace
 
 TEST(DynamicMemStream, WriteWhenClosedOrTooLargeFails) {
     QVIODynamicMemStream stream;
@@ -233,15 +236,6 @@ TEST(DynamicMemStream, WriteWhenClosedOrTooLargeFails) {
     EXPECT_EQ(stream.write(bytesOf("a"), 1), 0u);  // needs 2 GiB: refused
     EXPECT_EQ(stream.getLastError(), 145013u);
 }
-
-namespace {
-int g_reallocations = 0;
-void* countingRealloc(void* block, size_t size) {
-    ++g_reallocations;
-    return std::realloc(block, size);
-}
-void* failingAlloc(size_t) { return nullptr; }
-}  // namespace
 
 TEST(DynamicMemStream, UsesTheCallersMemoryFunctions) {
     g_reallocations = 0;
@@ -257,11 +251,16 @@ TEST(DynamicMemStream, UsesTheCallersMemoryFunctions) {
     EXPECT_EQ(failing.initialize(8, failingAlloc, std::free, nullptr, 1.5f), 145013u);
 }
 
-TEST(DynamicMemStream, DetachHandsOverTheBlock) {
+TEST(DynamicMemStream, DuplicateCopiesTheDataAndDetachHandsOverTheBlock) {
     QVIODynamicMemStream stream;
     ASSERT_EQ(stream.initialize(4), 0u);
     ASSERT_EQ(stream.open(), 0u);
     ASSERT_EQ(stream.write(bytesOf("payload"), 7), 7u);
+    std::unique_ptr<QVIOStreamInf> copy(stream.duplicate());
+    EXPECT_FALSE(copy->isOpen());
+    ASSERT_EQ(copy->open(), 0u);
+    EXPECT_EQ(readAll(*copy, 10), (std::vector<uint8_t>{'p', 'a', 'y', 'l', 'o', 'a', 'd'}));
+    EXPECT_STREQ(copy->getID(), "qv_dynamicmemstream:");
     uint8_t* block = nullptr;
     ASSERT_EQ(stream.detachAndClose(block), 0u);
     ASSERT_NE(block, nullptr);
@@ -273,35 +272,16 @@ TEST(DynamicMemStream, DetachHandsOverTheBlock) {
     EXPECT_EQ(stream.write(bytesOf("x"), 1), 1u);
 }
 
-TEST(DynamicMemStream, DuplicateCopiesTheData) {
-    QVIODynamicMemStream stream;
-    ASSERT_EQ(stream.initialize(4), 0u);
-    ASSERT_EQ(stream.open(), 0u);
-    ASSERT_EQ(stream.write(bytesOf("12345"), 5), 5u);
-    std::unique_ptr<QVIOStreamInf> copy(stream.duplicate());
-    ASSERT_NE(copy, nullptr);
-    EXPECT_FALSE(copy->isOpen());
-    ASSERT_EQ(copy->open(), 0u);
-    EXPECT_EQ(readAll(*copy, 10), (std::vector<uint8_t>{'1', '2', '3', '4', '5'}));
-    EXPECT_STREQ(copy->getID(), "qv_dynamicmemstream:");
-}
-
 TEST(DynamicMemStream, ReadStringScansTheBlock) {
     QVIODynamicMemStream stream;
     ASSERT_EQ(stream.initialize(4), 0u);
     ASSERT_EQ(stream.open(), 0u);
     ASSERT_EQ(stream.write(bytesOf("key\0value\0tail"), 14), 14u);
     ASSERT_EQ(stream.seek(0, QVIO_SEEK_BEGIN), 0u);
-    char* first = stream.readString('\0');
-    char* second = stream.readString('\0');
-    ASSERT_NE(first, nullptr);
-    ASSERT_NE(second, nullptr);
-    EXPECT_STREQ(first, "key");
-    EXPECT_STREQ(second, "value");
+    EXPECT_EQ(readString(stream, '\0'), "key");
+    EXPECT_EQ(readString(stream, '\0'), "value");
     EXPECT_EQ(stream.tell(), 10);
-    std::free(first);
-    std::free(second);
-    EXPECT_EQ(stream.readString('\0'), nullptr);
+    EXPECT_EQ(readString(stream, '\0'), "(null)");
     EXPECT_TRUE(stream.isEOF());
     EXPECT_EQ(stream.tell(), 14);
 }

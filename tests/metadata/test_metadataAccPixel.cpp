@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-#include "metadataAcc_testReader.h"
+#include "core_testReader.h"
 #include "qv_statusCodes.h"
 #include "qvi_metadataEditor.h"
 #include "qvi_pixel.h"
@@ -425,7 +425,7 @@ TEST(MetadataAccClassical, RemovesExactlyTheClassicalRecords) {
 }
 
 TEST(MetadataAccClassical, SetFromAnImage) {
-    MetadataAccTest::PropertyReaderRef image(MetadataAccTest::PropertyReader::create());
+    CoreTest::Ref<CoreTest::PropertyReader> image(CoreTest::PropertyReader::create());
     image->setDimensions(640, 480);
     QVIPixel pixel(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_UINT8);
     ASSERT_EQ(image->setPixelProps(pixel), 0u);

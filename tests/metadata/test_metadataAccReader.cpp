@@ -5,15 +5,15 @@
 #include <cstring>
 #include <vector>
 
-#include "metadataAcc_testReader.h"
+#include "core_testReader.h"
 #include "qv_statusCodes.h"
 #include "qvi_metadataEditor.h"
 #include "qvi_pixel.h"
 #include "qvi_pixelLookupTable.h"
 
 using namespace Orvanetics;
-using MetadataAccTest::PropertyReader;
-using MetadataAccTest::PropertyReaderRef;
+using CoreTest::PropertyReader;
+using PropertyReaderRef = CoreTest::Ref<PropertyReader>;
 
 namespace {
 

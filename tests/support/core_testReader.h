@@ -76,6 +76,32 @@ private:
     QVStatus m_failStatus = 0;
 };
 
+// A reader with properties and metadata but no pixels: it opens up the
+// protected construction helpers of QVIImageReader.
+class PropertyReader : public QVIImageReader {
+public:
+    static PropertyReader* create()
+    {
+        auto* reader = new PropertyReader();
+        reader->init(nullptr);
+        return reader;
+    }
+
+    QVIMetadataDatabase& database() { return *getMetadataDatabase(); }
+    QVStatus initFrom(const QVIImage* image) { return init(image); }
+    QVStatus load(QVIPixel& pixel, bool loadPixelProps, bool loadGeoCoord)
+    {
+        return loadMetadataIntoObjects(*getMetadataDatabase(), pixel, loadPixelProps, loadGeoCoord);
+    }
+    std::string getSourceName() const override { return "property reader"; }
+
+protected:
+    PropertyReader() : QVIImageReader(false) {}
+    QVStatus decodeBegin(const QVIPixel&, const QVIScene&) override { return 0; }
+    QVStatus decodeStrip(QVISceneBuffer&, const QVIScene&) override { return 0; }
+    QVStatus decodeEnd() override { return 0; }
+};
+
 // A filter that changes nothing; optionally it claims arbitrary magnifications.
 class PassFilter : public QVIImageFilter {
 public:
