@@ -1,6 +1,12 @@
 #include "tools_rasters.h"
 
+#include <gtest/gtest.h>
+
+#include <cstdlib>
 #include <fstream>
+
+#include "qvi_pixel.h"
+#include "qvi_sceneBuffer.h"
 
 namespace ToolsTest {
 
@@ -69,6 +75,21 @@ void writeBBB(const std::string& dataPath, const RasterFixture& raster, const st
            << "\nLAYOUT " << layout << "\nDATATYPE " << (raster.sampleBytes == 1 ? "U8" : "U16")
            << "\nBYTEORDER " << (bigEndian ? "M" : "I") << "\n"
            << extraHeader;
+}
+
+std::vector<uint8_t> libraryRead(Orvanetics::QVIImageStage& stage, const std::vector<uint16_t>& bands,
+                                 const Orvanetics::QVIScene& scene)
+{
+    using namespace Orvanetics;
+    QVIPixel pixel(stage.getPixelProps(), bands.data(), static_cast<uint16_t>(bands.size()));
+    QVISceneBuffer buffer(pixel, scene.getNumCols(), scene.getNumRows());
+    EXPECT_EQ(stage.read(scene, buffer), 0u);
+    void* data = nullptr;
+    EXPECT_EQ(buffer.exportDataBSQ(data), 0u);
+    const size_t bytes = size_t(scene.getNumCols()) * scene.getNumRows() * pixel.getNumBytes();
+    std::vector<uint8_t> result(static_cast<uint8_t*>(data), static_cast<uint8_t*>(data) + bytes);
+    std::free(data);
+    return result;
 }
 
 }  // namespace ToolsTest

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "qvi_imageStage.h"
+
 namespace ToolsTest {
 
 struct RasterFixture {
@@ -27,5 +29,9 @@ struct RasterFixture {
 // header beside it: the geometry lines, then `extraHeader` as it stands.
 void writeBBB(const std::string& dataPath, const RasterFixture& raster, const std::string& layout,
               bool bigEndian, const std::string& extraHeader);
+
+// The stage's own read of a scene with the given bands, band-sequential.
+std::vector<uint8_t> libraryRead(Orvanetics::QVIImageStage& stage, const std::vector<uint16_t>& bands,
+                                 const Orvanetics::QVIScene& scene);
 
 }  // namespace ToolsTest

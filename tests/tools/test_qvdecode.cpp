@@ -11,6 +11,7 @@
 #include <png.h>
 #include <thread>
 
+#include "core_testReader.h"
 #include "qvi_bbbImageReader.h"
 #include "qvi_geoCoord.h"
 #include "qvi_pixel.h"
@@ -36,31 +37,13 @@ double groundY(double row) { return 2000.25 - 3.0 * row; }
 const RasterFixture kRgb8{41, 29, 3, 1};    // RGB, BIP
 const RasterFixture kMulti8{19, 17, 5, 1};  // five bands without colours, BSQ
 
-struct ReaderDeleter {
-    void operator()(QVIBBBImageReader* reader) const { reader->release(); }
-};
-using ReaderPtr = std::unique_ptr<QVIBBBImageReader, ReaderDeleter>;
+using ReaderPtr = CoreTest::Ref<QVIBBBImageReader>;
 
 ReaderPtr openReader(const std::string& path)
 {
     ReaderPtr reader(QVIBBBImageReader::create());
     EXPECT_EQ(reader->initialize(path.c_str(), false), 0u) << path;
     return reader;
-}
-
-// The reader's own read of a scene with the given bands, band-sequential.
-std::vector<uint8_t> libraryRead(QVIImageStage& stage, const std::vector<uint16_t>& bands,
-                                 const QVIScene& scene)
-{
-    QVIPixel pixel(stage.getPixelProps(), bands.data(), static_cast<uint16_t>(bands.size()));
-    QVISceneBuffer buffer(pixel, scene.getNumCols(), scene.getNumRows());
-    EXPECT_EQ(stage.read(scene, buffer), 0u);
-    void* data = nullptr;
-    EXPECT_EQ(buffer.exportDataBSQ(data), 0u);
-    const size_t bytes = size_t(scene.getNumCols()) * scene.getNumRows() * pixel.getNumBytes();
-    std::vector<uint8_t> result(static_cast<uint8_t*>(data), static_cast<uint8_t*>(data) + bytes);
-    std::free(data);
-    return result;
 }
 
 struct PngImage {

@@ -9,6 +9,7 @@
 #include <map>
 #include <sstream>
 
+#include "core_testReader.h"
 #include "qvi_bbbImageReader.h"
 #include "qvi_geoCoord.h"
 #include "qvi_pixel.h"
@@ -28,10 +29,7 @@ const char* kRgb16Header =
     "COLORSPACE RGB\nULXMAP 1000.5\nULYMAP 2000.25\nXDIM 2\nYDIM 3\n"
     "NODATA 7 8 9\nDYNAMICRANGEMIN 10\nDYNAMICRANGEMAX 4000\n";
 
-struct ReaderDeleter {
-    void operator()(QVIBBBImageReader* reader) const { reader->release(); }
-};
-using ReaderPtr = std::unique_ptr<QVIBBBImageReader, ReaderDeleter>;
+using ReaderPtr = CoreTest::Ref<QVIBBBImageReader>;
 
 ReaderPtr openReader(const std::string& path)
 {

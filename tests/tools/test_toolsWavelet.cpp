@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 
+#include "core_testReader.h"
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
 #include "rasters_support.h"
@@ -16,6 +17,7 @@
 #include "tavix_sampleImages.h"
 #include "test_paths.h"
 #include "tools_process.h"
+#include "tools_rasters.h"
 
 using namespace Orvanetics;
 using namespace ToolsTest;
@@ -44,29 +46,13 @@ std::string writeWavelet(const std::string& path, TavixFixture::TavixFileVersion
     return path;
 }
 
-struct ReaderDeleter {
-    void operator()(TavixImageReader* reader) const { reader->release(); }
-};
-using ReaderPtr = std::unique_ptr<TavixImageReader, ReaderDeleter>;
+using ReaderPtr = CoreTest::Ref<TavixImageReader>;
 
 ReaderPtr openReader(const std::string& path)
 {
     ReaderPtr reader(TavixImageReader::create());
     EXPECT_EQ(reader->initialize(QVFileSpec(path)), 0u) << path;
     return reader;
-}
-
-std::vector<uint8_t> libraryRead(QVIImageStage& stage, const std::vector<uint16_t>& bands,
-                                 const QVIScene& scene)
-{
-    QVIPixel pixel(stage.getPixelProps(), bands.data(), static_cast<uint16_t>(bands.size()));
-    QVISceneBuffer buffer(pixel, scene.getNumCols(), scene.getNumRows());
-    EXPECT_EQ(stage.read(scene, buffer), 0u);
-    std::vector<uint8_t> result(size_t(scene.getNumCols()) * scene.getNumRows() * bands.size());
-    EXPECT_EQ(buffer.exportData(result.data(), 1, scene.getNumCols(),
-                                int64_t(scene.getNumCols()) * scene.getNumRows()),
-              0u);
-    return result;
 }
 
 double number(const std::map<std::string, std::string>& flat, const std::string& key)
