@@ -23,18 +23,15 @@ std::string keyAt(const QVIMetadataDatabase& db, uint32_t index) {
 }  // namespace
 
 TEST(MetadataRecord, ShapesFollowTheDimensions) {
-    const uint16_t value = 7;
-    const QVIMetadataRecord scalar("A", QVI_METADATA_DATATYPE_UINT16, &value);
-    EXPECT_TRUE(scalar.isScalar());
-    EXPECT_FALSE(scalar.isVector());
-    EXPECT_EQ(scalar.getNumDims(), 1u);
-    EXPECT_EQ(scalar.getDims()[0], 1u);
-
     // A dimension count of 0 is stored as a scalar too.
-    const QVIMetadataRecord zeroDims("A", QVI_METADATA_DATATYPE_UINT16, &value, 0u, nullptr);
-    EXPECT_TRUE(zeroDims.isScalar());
-    EXPECT_EQ(zeroDims.getNumDims(), 1u);
-    EXPECT_EQ(zeroDims.getDims()[0], 1u);
+    const uint16_t value = 7;
+    for (const QVIMetadataRecord& scalar : {QVIMetadataRecord("A", QVI_METADATA_DATATYPE_UINT16, &value),
+                                            QVIMetadataRecord("A", QVI_METADATA_DATATYPE_UINT16, &value, 0u, nullptr)}) {
+        EXPECT_TRUE(scalar.isScalar());
+        EXPECT_FALSE(scalar.isVector());
+        EXPECT_EQ(scalar.getNumDims(), 1u);
+        EXPECT_EQ(scalar.getDims()[0], 1u);
+    }
 
     const double values[6] = {1, 2, 3, 4, 5, 6};
     const QVIMetadataRecord vector("V", QVI_METADATA_DATATYPE_FLOAT64, values, 6u);
@@ -80,14 +77,6 @@ TEST(MetadataRecord, StringsAreCopiedOneByOne) {
     EXPECT_EQ(record.getApproximateSize(), 2 * sizeof(char*) + 7);
 }
 
-TEST(MetadataRecord, TagsBecomeKeys) {
-    const uint32_t width = 640;
-    const QVIMetadataRecord record(QVI_METADATA_TAG_IMAGE_WIDTH, QVI_METADATA_DATATYPE_UINT32, &width);
-    EXPECT_STREQ(record.getTagName(), "IMAGE::WIDTH");
-    EXPECT_EQ(record.getTag(), QVI_METADATA_TAG_IMAGE_WIDTH);
-    EXPECT_EQ(uint32Scalar("NOT::KNOWN", 1).getTag(), QVI_METADATA_TAG_UNKNOWN);
-}
-
 TEST(MetadataDatabase, AddGetRemoveKeepOrder) {
     QVIMetadataDatabase db;
     ASSERT_EQ(db.add(uint32Scalar("C", 3)), 0u);
@@ -119,6 +108,12 @@ TEST(MetadataDatabase, AddGetRemoveKeepOrder) {
 }
 
 TEST(MetadataDatabase, TagFormsUseTheDictionaryKey) {
+    const uint32_t width = 640;
+    const QVIMetadataRecord byTag(QVI_METADATA_TAG_IMAGE_WIDTH, QVI_METADATA_DATATYPE_UINT32, &width);
+    EXPECT_STREQ(byTag.getTagName(), "IMAGE::WIDTH");
+    EXPECT_EQ(byTag.getTag(), QVI_METADATA_TAG_IMAGE_WIDTH);
+    EXPECT_EQ(uint32Scalar("NOT::KNOWN", 1).getTag(), QVI_METADATA_TAG_UNKNOWN);
+
     QVIMetadataDatabase db;
     ASSERT_EQ(db.add(uint32Scalar("IMAGE::HEIGHT", 480)), 0u);
     EXPECT_TRUE(db.has(QVI_METADATA_TAG_IMAGE_HEIGHT));
@@ -196,30 +191,22 @@ TEST(MetadataUtils, DictionaryLookups) {
 }
 
 TEST(MetadataUtils, EveryDictionaryRowRoundTrips) {
-    const int tags[] = {0,   2,   3,   4,   10,  11,  100, 101, 102, 103, 104, 105, 106, 107, 108, 109,
-                        110, 111, 112, 113, 114, 115, 116, 117, 118, 119, 120, 121, 122, 123, 124, 125,
-                        126, 127, 128, 129, 130, 131, 132, 133, 134, 135, 137, 138, 139, 140, 141, 142,
-                        143, 200, 201, 202, 203, 204, 300, 301, 400, 401, 402, 403, 404, 405, 406, 407,
-                        408, 409, 410, 411, 412, 413, 414, 415, 416, 417, 500, 501, 600, 601, 602, 603,
-                        604, 605, 606, 607, 608, 609, 610, 611, 700, 800, 900, 901, 902, 903};
-    EXPECT_EQ(std::size(tags), 94u);
-    for (int tag : tags) {
+    int rows = 0;
+    for (int tag = 0; tag < QVI_METADATA_TAG_MAX; ++tag) {
         const char* key = QVIMetadataUtils::lookupName(static_cast<QVIMetadataTag>(tag));
-        ASSERT_NE(key, nullptr) << tag;
-        EXPECT_NE(std::strlen(key), 0u);
+        if (key == nullptr) continue;
+        ++rows;
         EXPECT_EQ(QVIMetadataUtils::lookupTag(key), tag) << key;
-        EXPECT_NE(QVIMetadataUtils::lookupProperName(static_cast<QVIMetadataTag>(tag)), nullptr);
+        EXPECT_NE(QVIMetadataUtils::lookupProperName(static_cast<QVIMetadataTag>(tag)), nullptr) << key;
     }
+    EXPECT_EQ(rows, 95);  // 94 keys and the invalid tag's own name
 }
 
 TEST(MetadataUtils, NamesAndClasses) {
     EXPECT_STREQ(QVIMetadataUtils::name(QVI_METADATA_DATATYPE_SINT16), "SINT16");
-    EXPECT_STREQ(QVIMetadataUtils::name(QVI_METADATA_DATATYPE_FLOAT32), "FLOAT32");
     EXPECT_STREQ(QVIMetadataUtils::name(QVI_METADATA_DATATYPE_ASCII), "ASCII");
     EXPECT_EQ(QVIMetadataUtils::name(static_cast<QVIMetadataDataType>(7)), nullptr);
-    EXPECT_EQ(QVIMetadataUtils::name(static_cast<QVIMetadataDataType>(8)), nullptr);
     EXPECT_STREQ(QVIMetadataUtils::name(QVI_METADATA_TAGCLASS_INVALID), "(invalid)");
-    EXPECT_STREQ(QVIMetadataUtils::name(QVI_METADATA_TAGCLASS_IMAGINE), "Imagine");
     EXPECT_STREQ(QVIMetadataUtils::name(QVI_METADATA_TAGCLASS_UNKNOWN), "(unknown)");
     EXPECT_EQ(QVIMetadataUtils::name(static_cast<QVIMetadataTagClass>(10)), nullptr);
 
