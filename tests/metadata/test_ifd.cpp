@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -27,22 +28,16 @@ public:
         m_bytes.insert(m_bytes.end(), text.begin(), text.end());
         return *this;
     }
-    Bytes& u8(uint8_t value) {
-        m_bytes.push_back(value);
-        return *this;
-    }
+    Bytes& u8(uint8_t value) { return uint(value, 1); }
     Bytes& uint(uint64_t value, int size) {
-        for (int i = 0; i < size; ++i) {
-            const int shift = 8 * (m_bigEndian ? size - 1 - i : i);
-            m_bytes.push_back(static_cast<uint8_t>(value >> shift));
-        }
+        for (int i = 0; i < size; ++i) m_bytes.push_back(uint8_t(value >> 8 * (m_bigEndian ? size - 1 - i : i)));
         return *this;
     }
     Bytes& u16(uint64_t value) { return uint(value, 2); }
     Bytes& u32(uint64_t value) { return uint(value, 4); }
     Bytes& u64(uint64_t value) { return uint(value, 8); }
     Bytes& zeros(size_t count) {
-        m_bytes.insert(m_bytes.end(), count, 0);
+        m_bytes.resize(m_bytes.size() + count);
         return *this;
     }
     size_t size() const { return m_bytes.size(); }
@@ -358,18 +353,17 @@ TEST(IFD, TypeWidthsAndSwapping) {
     EXPECT_STREQ(QVIIFD::typeName(18), "IFD8");
     EXPECT_EQ(QVIIFD::typeName(14), nullptr);
 
-    uint8_t rational[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    swapData(rational, 5, 1);
-    EXPECT_EQ(std::vector<uint8_t>(rational, rational + 8), std::vector<uint8_t>({4, 3, 2, 1, 8, 7, 6, 5}));
-    uint8_t dbl[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    swapData(dbl, 12, 1);
-    EXPECT_EQ(std::vector<uint8_t>(dbl, dbl + 8), std::vector<uint8_t>({8, 7, 6, 5, 4, 3, 2, 1}));
-    uint8_t shorts[4] = {1, 2, 3, 4};
-    swapData(shorts, 8, 2);
-    EXPECT_EQ(std::vector<uint8_t>(shorts, shorts + 4), std::vector<uint8_t>({2, 1, 4, 3}));
-    uint8_t bytes[4] = {1, 2, 3, 4};
-    swapData(bytes, 7, 4);
-    EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 4), std::vector<uint8_t>({1, 2, 3, 4}));
+    // Rationals swap each half; doubles the whole; undefined bytes not at all.
+    const auto swapped = [](unsigned short type, unsigned long long count, size_t size) {
+        std::vector<uint8_t> bytes(size);
+        std::iota(bytes.begin(), bytes.end(), 1);
+        swapData(bytes.data(), type, count);
+        return bytes;
+    };
+    EXPECT_EQ(swapped(5, 1, 8), std::vector<uint8_t>({4, 3, 2, 1, 8, 7, 6, 5}));
+    EXPECT_EQ(swapped(12, 1, 8), std::vector<uint8_t>({8, 7, 6, 5, 4, 3, 2, 1}));
+    EXPECT_EQ(swapped(8, 2, 4), std::vector<uint8_t>({2, 1, 4, 3}));
+    EXPECT_EQ(swapped(7, 4, 4), std::vector<uint8_t>({1, 2, 3, 4}));
 }
 
 TEST(IFD, TypeWithoutWidthReadsNoData) {
@@ -409,13 +403,18 @@ TEST(IFD, SubDirectoryForms) {
 }
 
 TEST(IFD, HostileBlobsGiveStatuses) {
-    const auto classic = [](auto&& body) {
+    // A little-endian blob: the header of the form, then the body.
+    const auto blob = [](bool bigTiff, auto&& body) {
         Bytes b(false);
-        b.raw("II").u16(42).u32(8);
+        if (bigTiff)
+            b.raw("II").u16(43).u16(8).u16(0).u64(16);
+        else
+            b.raw("II").u16(42).u32(8);
         body(b);
         QVIIFD ifd;
         return readBlob(b.bytes(), ifd);
     };
+    const auto classic = [&blob](auto&& body) { return blob(false, body); };
     // Value behind an offset outside the stream.
     EXPECT_EQ(classic([](Bytes& b) { b.u16(1).u16(270).u16(2).u32(5).u32(0x7FFFFFF0).u32(0); }),
               QVI_STS_Metadata_BadIFDRead);
@@ -443,13 +442,7 @@ TEST(IFD, HostileBlobsGiveStatuses) {
     EXPECT_EQ(classic([](Bytes& b) { b.u16(1).u16(256).u16(3); }), QVI_STS_Metadata_BadIFDRead);
 
     // Big form: counts and directory sizes of 2^60.
-    const auto big = [](auto&& body) {
-        Bytes b(false);
-        b.raw("II").u16(43).u16(8).u16(0).u64(16);
-        body(b);
-        QVIIFD ifd;
-        return readBlob(b.bytes(), ifd);
-    };
+    const auto big = [&blob](auto&& body) { return blob(true, body); };
     EXPECT_EQ(big([](Bytes& b) { b.u64(1).u16(273).u16(16).u64(1ull << 60).u64(16).u64(0); }),
               QVI_STS_Metadata_BadIFDRead);
     EXPECT_EQ(big([](Bytes& b) { b.u64(1ull << 60).u16(256).u16(3).u64(1).u64(1).u64(0); }),
@@ -508,20 +501,12 @@ TEST(IFD, WriteFailuresGiveStatuses) {
     EXPECT_EQ(huge.write(bigStream, false, true), 0u);
 }
 
-TEST(IFD, TagNames) {
-    EXPECT_STREQ(tiffTagToName(256), "ImageWidth");
-    EXPECT_STREQ(tiffTagToName(273), "StripOffsets");
-    EXPECT_STREQ(tiffTagToName(33432), "Copyright");
-    EXPECT_STREQ(tiffTagToName(34665), "EXIFIFDOffset");
+TEST(IFD, TagNamesAtTheTablesEnds) {
     EXPECT_STREQ(tiffTagToName(50829), "ActiveArea");
     EXPECT_EQ(tiffTagToName(12345), nullptr);
-    EXPECT_STREQ(exifTagToName(36867), "DateTimeOriginal");
-    EXPECT_STREQ(exifTagToName(37500), "MakerNote");
     EXPECT_STREQ(exifTagToName(42016), "ImageUniqueID");
-    EXPECT_STREQ(gpsTagToName(0), "VersionID");
     EXPECT_STREQ(gpsTagToName(29), "DateStamp");
     EXPECT_EQ(gpsTagToName(256), nullptr);
-    EXPECT_STREQ(interoperabilityTagToName(1), "InteroperabilityIndex");
     EXPECT_EQ(interoperabilityTagToName(2), nullptr);
 }
 

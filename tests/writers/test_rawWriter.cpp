@@ -203,6 +203,14 @@ INSTANTIATE_TEST_SUITE_P(Types, BBBWriterGdal,
 TEST(BBBWriter, HeaderLinesComeInTheirOrderWithTheSmallestOfTheMaxima)
 {
     const std::string dir = TestPaths::tempDir("bbb_header");
+    // The header of the stage's image (or scene) as written, or the status.
+    const auto header = [&dir](ArrayReader* stage, const std::string& name, const QVIScene* scene,
+                               QVIEndian endian, QVILayout layout) {
+        const QVStatus status = QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/" + name), *stage, scene,
+                                                               endian, layout);
+        stage->release();
+        return status != 0 ? std::to_string(status) : readText(dir + "/" + QVFileSpec(name).replaceSuffix("hdr").getPath());
+    };
     ArrayReader* stage = makeStage(QVI_DATATYPE_UINT16);
     QVIPixel low(stage->getPixelProps());
     QVIPixel high(stage->getPixelProps());
@@ -212,56 +220,37 @@ TEST(BBBWriter, HeaderLinesComeInTheirOrderWithTheSmallestOfTheMaxima)
     high.setSampleValues(highs);
     ASSERT_EQ(stage->setDynamicRange(low, high), 0u);
     const QVIScene scene(2, 4, 8, 5, 1.0);
-    ASSERT_EQ(QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/a.bil"), *stage, &scene,
-                                             QVI_ENDIAN_LITTLE, QVI_LAYOUT_BIL),
-              0u);
-    EXPECT_EQ(readText(dir + "/a.hdr"),
+    EXPECT_EQ(header(stage, "a.bil", &scene, QVI_ENDIAN_LITTLE, QVI_LAYOUT_BIL),
               "BYTEORDER I\nLAYOUT BIL\nNROWS 5\nNCOLS 8\nNBANDS 3\nNBITS 16\nDATATYPE U16\n"
               "COLORSPACE RGB\nDYNAMICRANGEMIN 5.000000\nDYNAMICRANGEMAX 100.000000\n"
               "ULXMAP 300060.500000000000000\nULYMAP 4199880.500000000000000\n"
               "XDIM 30.000000000000000\nYDIM 30.000000000000000\n");
-    stage->release();
 
     // One-byte samples have no byte order; a natural range writes no range;
     // without a scene the whole image is described.
-    stage = makeStage(QVI_DATATYPE_UINT8, QVI_COLORSPACE_MULTISPECTRALA_PM, 4);
-    ASSERT_EQ(QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/b.bip"), *stage, nullptr,
-                                             QVI_ENDIAN_BIG, QVI_LAYOUT_BIP),
-              0u);
-    EXPECT_EQ(readText(dir + "/b.hdr"),
+    EXPECT_EQ(header(makeStage(QVI_DATATYPE_UINT8, QVI_COLORSPACE_MULTISPECTRALA_PM, 4), "b.bip", nullptr,
+                     QVI_ENDIAN_BIG, QVI_LAYOUT_BIP),
               "LAYOUT BIP\nNROWS 19\nNCOLS 23\nNBANDS 4\nNBITS 8\nDATATYPE U8\n"
               "COLORSPACE MULTISPETRALA_PM\nULXMAP 300000.500000000000000\n"
               "ULYMAP 4200000.500000000000000\nXDIM 30.000000000000000\nYDIM 30.000000000000000\n");
-    stage->release();
 
-    stage = makeStage(QVI_DATATYPE_FLOAT32, QVI_COLORSPACE_MULTISPECTRAL, 5);
-    ASSERT_EQ(QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/c.bsq"), *stage, nullptr,
-                                             QVI_ENDIAN_HOST, QVI_LAYOUT_BSQ),
-              0u);
-    const std::string floats = readText(dir + "/c.hdr");
-    EXPECT_EQ(floats.find("BYTEORDER"), std::string::npos) << "host order writes no line";
-    EXPECT_EQ(floats.find("COLORSPACE"), std::string::npos) << "plain multispectral has no line";
-    EXPECT_NE(floats.find("DATATYPE F32\nDYNAMICRANGEMIN 0.000000\nDYNAMICRANGEMAX 1.000000\n"),
-              std::string::npos);
-    EXPECT_EQ(QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/d.bsq"), *stage, nullptr,
-                                             QVIEndian(9), QVI_LAYOUT_BSQ),
-              1u);
-    EXPECT_EQ(QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/d.bsq"), *stage, nullptr,
-                                             QVI_ENDIAN_HOST, QVILayout(7)),
-              50104u);
-    EXPECT_EQ(QVIBBBImageWriter::writeHeader(QVFileSpec("/nonexistent/d.bsq"), *stage, nullptr,
-                                             QVI_ENDIAN_HOST, QVI_LAYOUT_BSQ),
-              50005u);
-    stage->release();
+    // Host order and plain multispectral write no line.
+    const std::string floats =
+        header(makeStage(QVI_DATATYPE_FLOAT32, QVI_COLORSPACE_MULTISPECTRAL, 5), "c.bsq", nullptr, QVI_ENDIAN_HOST,
+               QVI_LAYOUT_BSQ);
+    EXPECT_EQ(floats.find("BYTEORDER"), std::string::npos);
+    EXPECT_EQ(floats.find("COLORSPACE"), std::string::npos);
+    EXPECT_NE(floats.find("DATATYPE F32\nDYNAMICRANGEMIN 0.000000\nDYNAMICRANGEMAX 1.000000\n"), std::string::npos);
+    const auto floatStage = [] { return makeStage(QVI_DATATYPE_FLOAT32, QVI_COLORSPACE_MULTISPECTRAL, 5); };
+    EXPECT_EQ(header(floatStage(), "d.bsq", nullptr, QVIEndian(9), QVI_LAYOUT_BSQ), "1");
+    EXPECT_EQ(header(floatStage(), "d.bsq", nullptr, QVI_ENDIAN_HOST, QVILayout(7)), "50104");
+    EXPECT_EQ(header(floatStage(), "missing/d.bsq", nullptr, QVI_ENDIAN_HOST, QVI_LAYOUT_BSQ), "50005");
 
     // Extra bands make a grey image multispectral: the line names its first colours.
-    stage = makeStage(QVI_DATATYPE_UINT8, QVI_COLORSPACE_GRAYSCALE, 2);
-    ASSERT_EQ(QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/e.bsq"), *stage, nullptr,
-                                             QVI_ENDIAN_HOST, QVI_LAYOUT_BSQ),
-              0u);
-    EXPECT_NE(readText(dir + "/e.hdr").find("NBANDS 2\nNBITS 8\nDATATYPE U8\nCOLORSPACE GRAY\n"),
+    EXPECT_NE(header(makeStage(QVI_DATATYPE_UINT8, QVI_COLORSPACE_GRAYSCALE, 2), "e.bsq", nullptr, QVI_ENDIAN_HOST,
+                     QVI_LAYOUT_BSQ)
+                  .find("NBANDS 2\nNBITS 8\nDATATYPE U8\nCOLORSPACE GRAY\n"),
               std::string::npos);
-    stage->release();
 }
 
 TEST(BBBWriter, RefusalsLeaveNoFiles)
