@@ -53,19 +53,12 @@ TEST(PixelCreation, ColoursByPositionInTheSpace)
     // The band count is taken as it stands.
     const QVIPixel short_(QVI_COLORSPACE_RGBA, 2, QVI_DATATYPE_UINT16);
     EXPECT_EQ(colorsOf(short_), (std::vector<C>{R, A}));
-    EXPECT_EQ(sourcesOf(short_), (std::vector<uint16_t>{0, 1}));
     EXPECT_EQ(short_.getColorSpace(), QVI_COLORSPACE_RGBA);
-    EXPECT_EQ(short_.getSample(1).getDataType(), QVI_DATATYPE_UINT16);
 }
 
 TEST(PixelCreation, EmptyAndFromGivenSamples)
 {
-    const QVIPixel empty;
-    EXPECT_EQ(empty.getNumBands(), 0);
-    EXPECT_EQ(empty.getColorSpace(), QVI_COLORSPACE_INVALID);
-    EXPECT_EQ(empty.getDataType(), QVI_DATATYPE_INVALID);
-    EXPECT_FALSE(empty.isSignedData());
-
+    EXPECT_EQ(QVIPixel().getColorSpace(), QVI_COLORSPACE_INVALID);
     const QVISample samples[] = {QVISample(5, QVI_COLOR_UNKNOWN, QVI_DATATYPE_SINT16),
                                  QVISample(2, QVI_COLOR_UNKNOWN, QVI_DATATYPE_SINT16)};
     const QVIPixel given(QVI_COLORSPACE_RGB, 2, QVI_DATATYPE_UINT8, samples);
@@ -89,20 +82,15 @@ TEST(PixelDerivation, SelectionTwoZeroOfRGBFallsToMultispectral)
     EXPECT_EQ(QVIPixel(rgb, selection, 2).getColorSpace(), QVI_COLORSPACE_MULTISPECTRAL);
 }
 
-TEST(PixelDerivation, CopyOfCreatedCMYIsMultispectral)
+TEST(PixelDerivation, CopyOfCreatedCMYIsMultispectralAndBadIndicesAreSkipped)
 {
     const QVIPixel cmy(QVI_COLORSPACE_CMY, 3, QVI_DATATYPE_UINT8);
     EXPECT_EQ(cmy.getColorSpace(), QVI_COLORSPACE_CMY);
-    const QVIPixel copy(cmy);
-    EXPECT_EQ(copy.getColorSpace(), QVI_COLORSPACE_MULTISPECTRAL);
+    EXPECT_EQ(QVIPixel(cmy).getColorSpace(), QVI_COLORSPACE_MULTISPECTRAL);
     QVIPixel assigned;
     assigned = cmy;
     EXPECT_EQ(assigned.getColorSpace(), QVI_COLORSPACE_MULTISPECTRAL);
-    EXPECT_EQ(assigned.getNumBands(), 3);
-}
 
-TEST(PixelDerivation, BadIndicesAreSkippedSilently)
-{
     const QVIPixel rgb(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_UINT8);
     const uint16_t selection[] = {0, 7, 1, 2};
     const QVIPixel selected(rgb, selection, 4);
@@ -261,41 +249,25 @@ TEST(PixelImpedance, SelectionCompatibleWithTheFullPixel)
               QVI_STS_Core_MismatchDataType);
 }
 
-TEST(PixelValues, BandSelectionArray)
+TEST(PixelValues, BandSelectionArrayAndLimits)
 {
     const QVIPixel full(QVI_COLORSPACE_RGBA, 4, QVI_DATATYPE_UINT8);
     const uint16_t selection[] = {3, 1};
     uint16_t* indices = nullptr;
     ASSERT_EQ(QVIPixel(full, selection, 2).getBandSelection(indices), 0u);
     std::unique_ptr<uint16_t[]> owned(indices);
-    EXPECT_EQ(indices[0], 3);
-    EXPECT_EQ(indices[1], 1);
-}
+    EXPECT_EQ(std::vector<uint16_t>(indices, indices + 2), (std::vector<uint16_t>{3, 1}));
 
-TEST(PixelValues, TypedFamiliesAndLimits)
-{
     QVIPixel pixel(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_SINT16);
-    pixel.setSampleValuesSint16(int16_t{-5});
-    EXPECT_EQ(pixel.getSampleValueSint16(2), -5);
-    const int16_t values[] = {1, 2, 3};
-    pixel.setSampleValuesSint16(values);
-    EXPECT_EQ(pixel.getSampleValueSint16(1), 2);
-    pixel.setSampleValueSint16(0, 42);
-    EXPECT_EQ(*static_cast<const int16_t*>(pixel.getSampleValueAddr(0)), 42);
     const int16_t seven = 7;
     pixel.setSampleValueAddr(2, &seven);
-    EXPECT_EQ(pixel.getSample(2).getValueSint16(), 7);
-
+    EXPECT_EQ(pixel.getSampleValueSint16(2), 7);
     pixel.setSampleValuesToMax();
     EXPECT_TRUE(pixel.areSampleValuesMax());
     EXPECT_FALSE(pixel.areSampleValuesMin());
     pixel.setSampleValuesToMin();
     EXPECT_TRUE(pixel.areSampleValuesMin());
     EXPECT_EQ(pixel.getSampleValueSint16(1), -32768);
-
-    QVIPixel floats(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_FLOAT32);
-    floats.setSampleValuesFloat32(0.5f);
-    EXPECT_EQ(floats.getSampleValueFloat32(0), 0.5f);
 }
 
 TEST(PixelValues, FromDoubleReportsTheFirstFailure)
