@@ -15,24 +15,12 @@ const struct {
     unsigned flag;
     const char* word;
 } kWords[] = {
-    {0x1, "UNKNOWN"},
-    {0x2, "COMPRESSED"},
-    {0x4, "CROPPED"},
-    {0x8, "EMBEDDED"},
-    {0x10, "SCALED"},
-    {0x20, "MASKED"},
-    {0x40, "INTERPRETED-ALPHA"},
-    {0x80, "REORDERED-BANDS"},
-    {0x100, "TRANSFORMED-COLORSPACE"},
-    {0x200, "CHANGED-DATATYPE"},
-    {0x400, "ALTERED-COLOR"},
-    {0x800, "MOSAICKED"},
-    {0x1000, "REPROJECTED"},
-    {0x2000, "WATERMARKED"},
-    {0x4000, "OVERLAID"},
-    {0x8000, "COMPRESSED-PER-BAND"},
-    {0x10000, "QUANTIZED"},
-    {0x20000, "OPAQUE-ALPHA"},
+    {0x1, "UNKNOWN"}, {0x2, "COMPRESSED"}, {0x4, "CROPPED"},
+    {0x8, "EMBEDDED"}, {0x10, "SCALED"}, {0x20, "MASKED"},
+    {0x40, "INTERPRETED-ALPHA"}, {0x80, "REORDERED-BANDS"}, {0x100, "TRANSFORMED-COLORSPACE"},
+    {0x200, "CHANGED-DATATYPE"}, {0x400, "ALTERED-COLOR"}, {0x800, "MOSAICKED"},
+    {0x1000, "REPROJECTED"}, {0x2000, "WATERMARKED"}, {0x4000, "OVERLAID"},
+    {0x8000, "COMPRESSED-PER-BAND"}, {0x10000, "QUANTIZED"}, {0x20000, "OPAQUE-ALPHA"},
 };
 
 std::string written(unsigned flags) {
@@ -55,14 +43,11 @@ unsigned read(const char* words) {
 
 }  // namespace
 
-TEST(MetadataAccModifications, EachFlagHasItsWord) {
+TEST(MetadataAccModifications, EachFlagHasItsWordInTableOrderOneBlankApart) {
     for (const auto& entry : kWords) {
         EXPECT_EQ(written(entry.flag), entry.word);
         EXPECT_EQ(read(entry.word), entry.flag) << entry.word;
     }
-}
-
-TEST(MetadataAccModifications, WordsInTableOrderOneBlankApart) {
     EXPECT_EQ(written(0x12), "COMPRESSED SCALED");
     EXPECT_EQ(written(0x8002), "COMPRESSED COMPRESSED-PER-BAND");
 
@@ -71,7 +56,7 @@ TEST(MetadataAccModifications, WordsInTableOrderOneBlankApart) {
     EXPECT_EQ(written(0x3FFFF), all);
 }
 
-TEST(MetadataAccModifications, NoFlagsAndUnknownBits) {
+TEST(MetadataAccModifications, NoFlagsUnknownBitsAndFreeForm) {
     EXPECT_EQ(written(0), "LOSSLESS");
     EXPECT_EQ(read("LOSSLESS"), 0u);
     EXPECT_EQ(read("lossless scaled"), 0x10u);
@@ -83,9 +68,8 @@ TEST(MetadataAccModifications, NoFlagsAndUnknownBits) {
     unsigned flags = 0;
     ASSERT_EQ(QVIMetadataAcc(db).get_modifications(flags), 0u);
     EXPECT_EQ(flags, 1u);
-}
 
-TEST(MetadataAccModifications, ReadingIgnoresCaseOrderAndSpacing) {
+    // Reading ignores case, order and spacing.
     EXPECT_EQ(read("scaled compressed"), 0x12u);
     EXPECT_EQ(read("  Scaled\t\nCOMPRESSED  "), 0x12u);
     EXPECT_EQ(read(""), 0u);

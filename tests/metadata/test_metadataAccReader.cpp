@@ -93,26 +93,20 @@ TEST(MetadataAccReader, LoadsEveryClassicalProperty) {
     QVIPixel pixel(QVI_COLORSPACE_MULTISPECTRAL, 4, QVI_DATATYPE_UINT8);
     ASSERT_EQ(reader->load(pixel, true, true), 0u);
 
-    const QVIPixel& props = reader->getPixelProps();
-    EXPECT_EQ(props.getColorSpace(), QVI_COLORSPACE_RGBA);
-    EXPECT_EQ(props.getNumBands(), 4u);
-    EXPECT_EQ(props.getDataType(), QVI_DATATYPE_UINT16);
-    for (uint16_t b = 0; b < 4; ++b) EXPECT_EQ(props.getSample(b).getPrecision(), 12u);
+    QVIPixel expected(QVI_COLORSPACE_RGBA, 4, QVI_DATATYPE_UINT16);
+    for (uint16_t b = 0; b < 4; ++b) expected.getSample(b).setPrecision(12);
+    EXPECT_TRUE(samePixel(reader->getPixelProps(), expected));
     EXPECT_EQ(pixel.getColorSpace(), QVI_COLORSPACE_RGBA);  // the caller's pixel is filled too
 
-    const uint16_t expectedMin[4] = {0, 100, 10, 0};
-    const uint16_t expectedMax[4] = {4095, 1099, 19, 65535};
-    for (uint16_t b = 0; b < 4; ++b) {
-        EXPECT_EQ(reader->getMinDynamicRange().getSampleValueUint16(b), expectedMin[b]) << b;
-        EXPECT_EQ(reader->getMaxDynamicRange().getSampleValueUint16(b), expectedMax[b]) << b;
-    }
-
-    ASSERT_NE(reader->getBackgroundPixel(), nullptr);
-    ASSERT_NE(reader->getNoDataPixel(), nullptr);
-    for (uint16_t b = 0; b < 4; ++b) {
-        EXPECT_EQ(reader->getBackgroundPixel()->getSampleValueUint16(b), b + 1);
-        EXPECT_EQ(reader->getNoDataPixel()->getSampleValueUint16(b), 0);
-    }
+    const auto expectValues = [&expected](const QVIPixel* actual, std::vector<uint16_t> values) {
+        ASSERT_NE(actual, nullptr);
+        expected.setSampleValuesUint16(values.data());
+        EXPECT_TRUE(samePixel(*actual, expected)) << values[0] << " " << values[1] << " " << values[2];
+    };
+    expectValues(&reader->getMinDynamicRange(), {0, 100, 10, 0});
+    expectValues(&reader->getMaxDynamicRange(), {4095, 1099, 19, 65535});
+    expectValues(reader->getBackgroundPixel(), {1, 2, 3, 4});
+    expectValues(reader->getNoDataPixel(), {0, 0, 0, 0});
 
     const QVIPixelLookupTable* table = reader->getPixelLookupTable();
     ASSERT_NE(table, nullptr);
@@ -120,15 +114,8 @@ TEST(MetadataAccReader, LoadsEveryClassicalProperty) {
     const uint8_t* entries = static_cast<const uint8_t*>(table->getTableEntries());
     EXPECT_EQ(std::vector<uint8_t>(entries, entries + 6), (std::vector<uint8_t>{255, 0, 0, 255, 0, 128}));
 
-    const QVIGeoCoord& geo = reader->getGeoCoord();
     EXPECT_FALSE(reader->isGeoCoordImplicit());
-    EXPECT_EQ(geo.getX(), 500000.0);
-    EXPECT_EQ(geo.getY(), 4100000.0);
-    EXPECT_EQ(geo.getXRes(), 30.0);
-    EXPECT_EQ(geo.getYRes(), -30.0);
-    EXPECT_EQ(geo.getXRot(), 0.5);
-    EXPECT_EQ(geo.getYRot(), -0.5);
-    EXPECT_STREQ(geo.getWKT(), "PROJCS[\"test\"]");
+    EXPECT_EQ(reader->getGeoCoord(), QVIGeoCoord(500000.0, 4100000.0, 30.0, -30.0, 0.5, -0.5, "PROJCS[\"test\"]"));
 
     expectNoClassicalRecords(db);
     EXPECT_EQ(db.getIndexCount(), 2u);
@@ -145,8 +132,7 @@ TEST(MetadataAccReader, AbsentRecordsGiveDefaults) {
 
     QVIPixel pixel(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_SINT16);
     ASSERT_EQ(reader->load(pixel, true, true), 0u);
-    EXPECT_EQ(reader->getPixelProps().getNumBands(), 3u);
-    EXPECT_EQ(reader->getPixelProps().getDataType(), QVI_DATATYPE_SINT16);
+    EXPECT_TRUE(samePixel(reader->getPixelProps(), pixel));
     EXPECT_TRUE(reader->isNaturalDynamicRange());
     EXPECT_EQ(reader->getBackgroundPixel(), nullptr);
     EXPECT_EQ(reader->getNoDataPixel(), nullptr);
