@@ -3,7 +3,8 @@
 
 #include <cstring>
 
-#include "metadata_testStream.h"
+#include "core_testReader.h"
+#include "metadata_streamBuilder.h"
 #include "qv_ioDynamicMemStream.h"
 #include "qv_ioMemStream.h"
 #include "qv_ioStreamUtils.h"
@@ -15,7 +16,7 @@ using MetadataTest::ClassicalStreamBuilder;
 namespace {
 
 QVStatus readInto(QVIMetadataDatabase& db, const ClassicalStreamBuilder& builder) {
-    MetadataTest::VectorStream stream(builder.bytes());
+    CoreTest::VectorStream stream(builder.bytes());
     return QVIMetadataClassicalReader(db, stream).read();
 }
 
@@ -170,8 +171,8 @@ TEST(ClassicalReader, CorruptRecordsGiveStatuses) {
 TEST(ClassicalReader, StreamErrorOfAFailedKeyPassesThrough) {
     ClassicalStreamBuilder b;
     b.header(1, 0).u32(0).u8('K');
-    MetadataTest::VectorStream stream(b.bytes());
-    stream.setFailureStatus(145012);
+    CoreTest::VectorStream stream(b.bytes());
+    stream.lastError = 145012;
     QVIMetadataDatabase db;
     EXPECT_EQ(QVIMetadataClassicalReader(db, stream).read(), 145012u);
 }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "metadata_testStream.h"
+#include "core_testReader.h"
 #include "qv_ioStreamUtils.h"
 #include "qv_ioDynamicMemStream.h"
 #include "qv_ioSubStream.h"
@@ -49,7 +49,7 @@ private:
 };
 
 QVStatus readBlob(const std::vector<uint8_t>& bytes, QVIIFD& ifd) {
-    MetadataTest::VectorStream stream(bytes);
+    CoreTest::VectorStream stream(bytes);
     return ifd.readFirstIFD(stream);
 }
 
@@ -136,11 +136,11 @@ TEST(IFD, RoundTripsInEveryForm) {
             SCOPED_TRACE(std::string(bigEndian ? "MM" : "II") + (bigTiff ? " big" : " classic"));
             QVIIFD original;
             buildRichIFD(original, bigTiff);
-            MetadataTest::VectorStream stream;
+            CoreTest::VectorStream stream;
             ASSERT_EQ(original.write(stream, bigEndian, bigTiff), 0u);
-            EXPECT_EQ(stream.tell(), static_cast<int64_t>(stream.bytes().size()));
+            EXPECT_EQ(stream.tell(), static_cast<int64_t>(stream.data.size()));
 
-            MetadataTest::VectorStream input(stream.bytes());
+            CoreTest::VectorStream input(stream.data);
             QVIIFD read;
             bool readBigEndian = !bigEndian, readBigTiff = !bigTiff;
             ASSERT_EQ(read.readFirstIFD(input, readBigEndian, readBigTiff), 0u);
@@ -161,7 +161,7 @@ TEST(IFD, WrittenBytesOfAClassicLittleEndianBlob) {
     QVIIFD ifd;
     addText(ifd, 305, "abcd");
     addValues<uint16_t>(ifd, 256, 3, {640});
-    MetadataTest::VectorStream stream;
+    CoreTest::VectorStream stream;
     ASSERT_EQ(ifd.write(stream, false, false), 0u);
     const std::vector<uint8_t> expected = {
         'I', 'I', 42, 0, 8, 0, 0, 0,                   // header, directory at 8
@@ -170,14 +170,14 @@ TEST(IFD, WrittenBytesOfAClassicLittleEndianBlob) {
         0x31, 0x01, 2, 0, 5, 0, 0, 0, 38, 0, 0, 0,     // 305 ASCII 5: behind offset 38
         0, 0, 0, 0,                                    // no next directory
         'a', 'b', 'c', 'd', 0};
-    EXPECT_EQ(stream.bytes(), expected);
+    EXPECT_EQ(stream.data, expected);
 }
 
 TEST(IFD, WrittenBytesOfABigBigEndianBlob) {
     QVIIFD ifd;
     addText(ifd, 305, "abcdefg");  // 8 bytes: still in the entry
     addValues<uint16_t>(ifd, 256, 3, {640});
-    MetadataTest::VectorStream stream;
+    CoreTest::VectorStream stream;
     ASSERT_EQ(ifd.write(stream, true, true), 0u);
     const std::vector<uint8_t> expected = {
         'M', 'M', 0, 43, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 16,          // header, directory at 16
@@ -185,7 +185,7 @@ TEST(IFD, WrittenBytesOfABigBigEndianBlob) {
         0x01, 0x00, 0, 3, 0, 0, 0, 0, 0, 0, 0, 1, 0x02, 0x80, 0, 0, 0, 0, 0, 0,
         0x01, 0x31, 0, 2, 0, 0, 0, 0, 0, 0, 0, 8, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 0,
         0, 0, 0, 0, 0, 0, 0, 0};                                       // no next directory
-    EXPECT_EQ(stream.bytes(), expected);
+    EXPECT_EQ(stream.data, expected);
 }
 
 TEST(IFD, ValuesInTheEntryOrBehindAnOffset) {
@@ -247,7 +247,7 @@ TEST(IFD, HeaderChecks) {
     bool bigEndian, bigTiff;
     unsigned long long offset;
     const auto header = [&](const Bytes& b) {
-        MetadataTest::VectorStream stream(b.bytes());
+        CoreTest::VectorStream stream(b.bytes());
         return QVIIFD::readHeader(stream, bigEndian, bigTiff, offset);
     };
     EXPECT_EQ(header(Bytes(false).raw("IX").u16(42).u32(8)), QVI_STS_Failure);
@@ -274,7 +274,7 @@ TEST(IFD, ChainedDirectoriesAndTheNextOffset) {
     b.raw("II").u16(42).u32(8);
     b.u16(1).u16(256).u16(3).u32(1).u32(1).u32(26);  // first directory, next at 26
     b.u16(1).u16(256).u16(3).u32(1).u32(2).u32(0);   // second directory, last
-    MetadataTest::VectorStream stream(b.bytes());
+    CoreTest::VectorStream stream(b.bytes());
     QVIIFD first, second;
     unsigned long long next = 0;
     ASSERT_EQ(first.readEntries(8, stream, false, false, next), 0u);
@@ -398,7 +398,7 @@ TEST(IFD, SubDirectoryForms) {
     // Writing one whose entry can't hold an offset is refused.
     QVIIFD bad;
     ASSERT_EQ(bad.addEntry(subIFDEntry(QVIIFD::kTagExifIFD, 3, new QVIIFD())), 0u);
-    MetadataTest::VectorStream stream;
+    CoreTest::VectorStream stream;
     EXPECT_EQ(bad.write(stream, false, false), QVI_STS_Metadata_BadIFDWrite);
 }
 
@@ -476,18 +476,18 @@ TEST(IFD, FanOutOfSubDirectoriesEndsQuickly) {
 TEST(IFD, WriteFailuresGiveStatuses) {
     QVIIFD ifd;
     buildRichIFD(ifd, false);
-    MetadataTest::VectorStream whole;
+    CoreTest::VectorStream whole;
     ASSERT_EQ(ifd.write(whole, false, false), 0u);
     // Every possible cut of the output fails cleanly.
-    for (size_t limit = 0; limit < whole.bytes().size(); limit += 7) {
-        MetadataTest::VectorStream stream;
-        stream.limitWrites(limit);
+    for (size_t limit = 0; limit < whole.data.size(); limit += 7) {
+        CoreTest::VectorStream stream;
+        stream.writeLimit = limit;
         QVIIFD copy;
         ASSERT_EQ(copy.init(ifd), 0u);
         EXPECT_EQ(copy.write(stream, false, false), QVI_STS_Metadata_BadIFDWrite) << limit;
     }
-    MetadataTest::VectorStream unseekable;
-    unseekable.failSeeks(true);
+    CoreTest::VectorStream unseekable;
+    unseekable.failSeeks = true;
     EXPECT_EQ(ifd.write(unseekable, true, true), QVI_STS_Metadata_BadIFDWrite);
 
     // A classic directory holds at most 65535 entries.
@@ -495,9 +495,9 @@ TEST(IFD, WriteFailuresGiveStatuses) {
     for (unsigned tag = 0; tag <= 65535; ++tag) {
         ASSERT_EQ(huge.addEntry(new Entry(static_cast<unsigned short>(tag), 1, 1, "x")), 0u);
     }
-    MetadataTest::VectorStream stream;
+    CoreTest::VectorStream stream;
     EXPECT_EQ(huge.write(stream, false, false), QVI_STS_Metadata_BadIFDWrite);
-    MetadataTest::VectorStream bigStream;
+    CoreTest::VectorStream bigStream;
     EXPECT_EQ(huge.write(bigStream, false, true), 0u);
 }
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "metadata_testStream.h"
+#include "core_testReader.h"
 #include "qvi_metadataDumper.h"
 
 using namespace Orvanetics;
@@ -11,18 +11,18 @@ using namespace Orvanetics;
 namespace {
 
 std::string dump(const QVIMetadataDatabase& db, bool cutShort, bool writeInputName = true) {
-    MetadataTest::VectorStream stream;
+    CoreTest::VectorStream stream;
     QVIMetadataDumper dumper(db, &stream, cutShort);
     dumper.setWriteInputFilename(writeInputName);
     EXPECT_EQ(dumper.write(), 0u);
-    return std::string(stream.bytes().begin(), stream.bytes().end());
+    return std::string(stream.data.begin(), stream.data.end());
 }
 
 std::string dumpFormatted(const QVIMetadataDatabase& db, bool writeUnnamed = false) {
-    MetadataTest::VectorStream stream;
+    CoreTest::VectorStream stream;
     QVIMetadataDumper dumper(db, &stream, false);
     EXPECT_EQ(dumper.writeFormatted(writeUnnamed), 0u);
-    return std::string(stream.bytes().begin(), stream.bytes().end());
+    return std::string(stream.data.begin(), stream.data.end());
 }
 
 QVIMetadataDatabase everyTypeAndShape() {
@@ -190,20 +190,20 @@ TEST(MetadataDumper, FileSizesUseStrictThresholds) {
 
 TEST(MetadataDumper, FailuresComeBackAsStatuses) {
     const QVIMetadataDatabase db = everyTypeAndShape();
-    MetadataTest::VectorStream failing;
-    failing.limitWrites(30);
-    failing.setFailureStatus(145013);
+    CoreTest::VectorStream failing;
+    failing.writeLimit = 30;
+    failing.lastError = 145013;
     EXPECT_EQ(QVIMetadataDumper(db, &failing, false).write(), 145013u);
 
     // A stream that fails without telling why still gives a failure.
-    MetadataTest::VectorStream silent;
-    silent.limitWrites(0);
+    CoreTest::VectorStream silent;
+    silent.writeLimit = 0;
     EXPECT_EQ(QVIMetadataDumper(db, &silent, false).write(), QVI_STS_Metadata_WriteError);
 
     QVIMetadataDatabase odd;
     const uint8_t value = 0;
     ASSERT_EQ(odd.add(QVIMetadataRecord("ODD", QVI_METADATA_DATATYPE_INVALID, &value)), 0u);
-    MetadataTest::VectorStream stream;
+    CoreTest::VectorStream stream;
     EXPECT_EQ(QVIMetadataDumper(odd, &stream, false).write(), QVI_STS_Metadata_UnsupportedDataType);
 }
 

@@ -178,6 +178,8 @@ uint32_t VectorStream::write(const uint8_t* buffer, uint32_t count)
 
 QVStatus VectorStream::seek(int64_t offset, QVIOSeekDir dir)
 {
+    if (failSeeks)
+        return 1;
     const int64_t base = dir == QVIO_SEEK_BEGIN     ? 0
                          : dir == QVIO_SEEK_CURRENT ? int64_t(position)
                                                     : int64_t(data.size());

@@ -151,8 +151,9 @@ public:
 
     std::vector<uint8_t> data;
     size_t position = 0;
-    // Writes beyond this many bytes fail (a full disc).
+    // Writes beyond this many bytes fail (a full disc); seeks may be refused.
     size_t writeLimit = SIZE_MAX;
+    bool failSeeks = false;
     QVStatus lastError = 0;
     // Counts of the calls, to show single transfers.
     int reads = 0;
