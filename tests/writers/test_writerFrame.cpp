@@ -64,24 +64,6 @@ public:
     int deletes = 0;
 };
 
-
-// A stage that paints nothing into its strips.
-class BlankReader : public QVIGeoImageReader {
-public:
-    BlankReader() : QVIGeoImageReader(false)
-    {
-        init(true);
-        setPixelProps(QVIPixel(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_UINT8));
-        setDimensions(8, 40);
-    }
-    std::string getSourceName() const override { return "blank"; }
-
-protected:
-    QVStatus decodeBegin(const QVIPixel&, const QVIScene&) override { return 0; }
-    QVStatus decodeStrip(QVISceneBuffer&, const QVIScene&) override { return 0; }
-    QVStatus decodeEnd() override { return 0; }
-};
-
 }  // namespace
 
 TEST(WriterFrame, StripsCoverTheSceneWithTheStagesPixelsAndProgressGrows)
@@ -194,7 +176,10 @@ TEST(WriterFrame, WorldFileDescribesTheScene)
 
 TEST(WriterFrame, StageWithoutBackgroundDeliversZerosWhereItPaintsNothing)
 {
-    BlankReader* stage = new BlankReader();
+    // A stage that paints nothing into its strips.
+    CoreTest::PropertyReader* stage = CoreTest::PropertyReader::create();
+    ASSERT_EQ(stage->setPixelProps(QVIPixel(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_UINT8)), 0u);
+    stage->setDimensions(8, 40);
     RecordingWriter writer;
     ASSERT_EQ(writer.initialize(stage), 0u);
     stage->release();
