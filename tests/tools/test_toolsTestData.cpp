@@ -1,13 +1,11 @@
 // The tools on raster files made by other software, with GDAL's decode as
 // the oracle: qvdecode writes GDAL's pixels and its georeference (moved to
-// pixel centres), qvinfo reports GDAL's sizes; headers our reader refuses
-// give its status text.
+// pixel centres), qvinfo reports GDAL's sizes.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 
 #include "qvi_geoCoord.h"
@@ -125,21 +123,6 @@ TEST_F(ToolsTestData, InfoReportsGdalsSizes)
         EXPECT_EQ(flat["height"], std::to_string(oracle.height)) << name;
         EXPECT_EQ(flat["bands"], std::to_string(oracle.bands)) << name;
         EXPECT_EQ(flat["format"], "\"BBB\"") << name;
-    }
-}
-
-TEST_F(ToolsTestData, HeadersOutsideOurKeywordsGiveTheReadersStatus)
-{
-    const std::string output = m_dir + "/refused.raw";
-    for (const char* name : {"float32.bil", "int16_rat.bil", "truncated.bin", "envi_rgbsmall_bsq.img"}) {
-        const ToolRun info = runTool(QVINFO_PATH, {rawFile(name)});
-        EXPECT_EQ(info.exitCode, 1) << name;
-        EXPECT_NE(info.err.find("qvinfo: invalid BBB header format [50109]"), std::string::npos) << info.err;
-        const ToolRun decode = runTool(QVDECODE_PATH, {rawFile(name), "-o", output});
-        EXPECT_EQ(decode.exitCode, 1) << name;
-        EXPECT_NE(decode.err.find("qvdecode: invalid BBB header format [50109]"), std::string::npos)
-            << decode.err;
-        EXPECT_FALSE(std::filesystem::exists(output)) << name;
     }
 }
 
