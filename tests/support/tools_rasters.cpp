@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "qv_fileSpec.h"
+#include "qvi_geoCoord.h"
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
 
@@ -75,6 +77,17 @@ void writeBBB(const std::string& dataPath, const RasterFixture& raster, const st
            << "\nLAYOUT " << layout << "\nDATATYPE " << (raster.sampleBytes == 1 ? "U8" : "U16")
            << "\nBYTEORDER " << (bigEndian ? "M" : "I") << "\n"
            << extraHeader;
+}
+
+std::vector<double> worldFileValues(const std::string& imagePath)
+{
+    char suffix[4] = {};
+    EXPECT_EQ(Orvanetics::QVIGeoCoord::getWorldFileExtension(Orvanetics::QVFileSpec(imagePath), suffix), 0u);
+    std::ifstream in(Orvanetics::QVFileSpec(imagePath).replaceSuffix(suffix).getPath());
+    std::vector<double> values;
+    for (double value = 0.0; in >> value;)
+        values.push_back(value);
+    return values;
 }
 
 std::vector<uint8_t> libraryRead(Orvanetics::QVIImageStage& stage, const std::vector<uint16_t>& bands,

@@ -30,6 +30,10 @@ struct RasterFixture {
 void writeBBB(const std::string& dataPath, const RasterFixture& raster, const std::string& layout,
               bool bigEndian, const std::string& extraHeader);
 
+// The six numbers of the world file beside the image (its suffix's first and
+// last letters and "w").
+std::vector<double> worldFileValues(const std::string& imagePath);
+
 // The stage's own read of a scene with the given bands, band-sequential.
 std::vector<uint8_t> libraryRead(Orvanetics::QVIImageStage& stage, const std::vector<uint16_t>& bands,
                                  const Orvanetics::QVIScene& scene);

@@ -76,18 +76,6 @@ std::vector<uint8_t> interleaved(const std::vector<uint8_t>& bsq, uint32_t bands
     return result;
 }
 
-std::vector<double> worldFileValues(const std::string& imagePath)
-{
-    char suffix[4] = {};
-    EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec(imagePath), suffix), 0u);
-    std::ifstream in(QVFileSpec(imagePath).replaceSuffix(suffix).getPath());
-    std::vector<double> values;
-    double value = 0.0;
-    while (in >> value)
-        values.push_back(value);
-    return values;
-}
-
 class QvdecodeTest : public ::testing::Test {
 protected:
     void SetUp() override

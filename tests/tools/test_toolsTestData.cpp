@@ -5,13 +5,12 @@
 
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <map>
 
-#include "qvi_geoCoord.h"
 #include "rasters_support.h"
 #include "test_paths.h"
 #include "tools_process.h"
+#include "tools_rasters.h"
 
 using namespace Orvanetics;
 using namespace ToolsTest;
@@ -31,21 +30,6 @@ std::string rawFile(const std::string& name)
 std::string oracleBase(const std::string& name)
 {
     return TestPaths::testDataDir() + "/oracle/raw/" + name;
-}
-
-std::vector<double> worldFileValues(const std::string& imagePath)
-{
-    char suffix[4] = {};
-    EXPECT_EQ(QVIGeoCoord::getWorldFileExtension(QVFileSpec(imagePath), suffix), 0u);
-    const std::string text = RastersTest::readText(QVFileSpec(imagePath).replaceSuffix(suffix).getPath());
-    std::vector<double> values;
-    const char* cursor = text.c_str();
-    char* end = nullptr;
-    for (double value = std::strtod(cursor, &end); end != cursor; value = std::strtod(cursor, &end)) {
-        values.push_back(value);
-        cursor = end;
-    }
-    return values;
 }
 
 // Within the precision the world file is written with.
