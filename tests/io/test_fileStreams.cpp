@@ -55,6 +55,11 @@ TEST_F(FileStreamTest, ReadsAndSeeksARealFile) {
     EXPECT_FALSE(stream.isEOF());
     ASSERT_EQ(stream.seek(3, QVIO_SEEK_CURRENT), 0u);
     EXPECT_EQ(readString(stream, 1), "5");
+    // The stdio pass-throughs.
+    EXPECT_EQ(stream.stdio_setvbuf(nullptr, _IOFBF, 1 << 16), 0);
+    EXPECT_EQ(stream.stdio_ferror(), 0);
+    stream.stdio_clearerr();
+    EXPECT_EQ(QVIOFileStream().stdio_ferror(), -1);
 }
 
 TEST_F(FileStreamTest, SwitchingBetweenReadingAndWritingNeedsNoSeekFromTheCaller) {
@@ -72,7 +77,7 @@ TEST_F(FileStreamTest, SwitchingBetweenReadingAndWritingNeedsNoSeekFromTheCaller
     EXPECT_EQ(content, "abXYefZh");
 }
 
-TEST_F(FileStreamTest, StatusesOfMisuse) {
+TEST_F(FileStreamTest, StatusesOfMisuseAndIds) {
     QVIOFileStream stream;
     EXPECT_EQ(stream.initialize("", "rb"), 145011u);
     EXPECT_EQ(stream.initialize(path("x").c_str(), nullptr), 145011u);
@@ -84,6 +89,14 @@ TEST_F(FileStreamTest, StatusesOfMisuse) {
     EXPECT_EQ(stream.write(&byte, 1), 0u);
     EXPECT_EQ(stream.tell(), -1);
 
+    // Ids are the normalised absolute path.
+    QVIOFileStream absolute;
+    ASSERT_EQ(absolute.initialize("/tmp//dir/./x.jp2", "rb"), 0u);
+    EXPECT_STREQ(absolute.getID(), "file:///tmp/dir/./x.jp2");
+    QVIOFileStream relative;
+    ASSERT_EQ(relative.initialize("rel//x.jp2", "rb"), 0u);
+    EXPECT_STREQ(relative.getID(), "file://rel//x.jp2");
+
     ASSERT_EQ(stream.initialize(path("missing.bin").c_str(), "rb"), 0u);
     EXPECT_EQ(stream.open(), 1u);
     writeFile(path("present.bin"), "z");
@@ -92,15 +105,6 @@ TEST_F(FileStreamTest, StatusesOfMisuse) {
     EXPECT_EQ(stream.open(), 145012u);
     EXPECT_EQ(stream.seek(0, static_cast<QVIOSeekDir>(5)), 145011u);
     EXPECT_EQ(stream.initialize(path("other.bin").c_str(), "rb"), 145012u);
-}
-
-TEST_F(FileStreamTest, IdIsTheNormalisedAbsolutePath) {
-    QVIOFileStream absolute;
-    ASSERT_EQ(absolute.initialize("/tmp//dir/./x.jp2", "rb"), 0u);
-    EXPECT_STREQ(absolute.getID(), "file:///tmp/dir/./x.jp2");
-    QVIOFileStream relative;
-    ASSERT_EQ(relative.initialize("rel//x.jp2", "rb"), 0u);
-    EXPECT_STREQ(relative.getID(), "file://rel//x.jp2");
 }
 
 TEST_F(FileStreamTest, DuplicateOpensTheFileAgainWithItsOwnPosition) {
@@ -122,18 +126,6 @@ TEST_F(FileStreamTest, DuplicateOpensTheFileAgainWithItsOwnPosition) {
     EXPECT_EQ(cloned->tell(), 5);
     EXPECT_EQ(readString(*cloned, 1), "5");
     EXPECT_EQ(stream->tell(), 5);
-}
-
-TEST_F(FileStreamTest, StdioPassThroughs) {
-    QVIOFileStream stream;
-    EXPECT_EQ(stream.stdio_ferror(), -1);
-    writeFile(path("s.bin"), "abc");
-    ASSERT_EQ(stream.initialize(path("s.bin").c_str(), "rb"), 0u);
-    ASSERT_EQ(stream.open(), 0u);
-    EXPECT_EQ(stream.stdio_setvbuf(nullptr, _IOFBF, 1 << 16), 0);
-    EXPECT_EQ(stream.stdio_ferror(), 0);
-    stream.stdio_clearerr();
-    EXPECT_EQ(readString(stream, 3), "abc");
 }
 
 TEST_F(FileStreamTest, StdioStreamWrapsAFileItDoesNotOwn) {
