@@ -8,6 +8,7 @@
 #include <map>
 
 #include "PNGImageWriter.h"
+#include "core_testReader.h"
 #include "qv_ioDynamicMemStream.h"
 #include "qvi_sceneBuffer.h"
 #include "rasters_support.h"
@@ -334,32 +335,13 @@ TEST(PNGWriter, UnsupportedStagesAndSettingsAreRefused)
     withAlpha->release();
 }
 
-namespace {
-
-// Takes the first `limit` bytes, then refuses.
-class FullDisc : public QVIODynamicMemStream {
-public:
-    explicit FullDisc(uint32_t limit) : m_limit(limit) {}
-    uint32_t write(const uint8_t* buffer, uint32_t count) override
-    {
-        const uint32_t room = getLength() >= m_limit ? 0 : m_limit - getLength();
-        return QVIODynamicMemStream::write(buffer, std::min(count, room));
-    }
-
-private:
-    uint32_t m_limit;
-};
-
-}  // namespace
-
 TEST(PNGWriter, LibraryFailuresBecomeAStatusWithTheLibrarysText)
 {
     ArrayReader* stage = makeStage(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_UINT16);
     for (uint32_t limit : {10u, 100u, 600u}) {
         for (uint32_t palette : {0u, 64u}) {
-            FullDisc stream(limit);
-            ASSERT_EQ(stream.initialize(64), 0u);
-            ASSERT_EQ(stream.open(), 0u);
+            CoreTest::VectorStream stream;  // a full disc after `limit` bytes
+            stream.writeLimit = limit;
             PNGImageWriter writer;
             ASSERT_EQ(writer.initialize(stage), 0u);
             writer.setPaletteSize(palette);
