@@ -194,6 +194,24 @@ void PipeSeg::synthesiseRow(int32_t* row) {
     }
 }
 
+namespace {
+
+void announceSpan(DecodeBase& base, int64_t band, const PipeSpan& rows, const PipeSpan& columns) {
+    if (band >= 0 && rows.size() > 0 && columns.size() > 0)
+        base.expectSpan(uint32_t(band), uint32_t(rows.first), uint32_t(columns.first), uint32_t(columns.last));
+}
+
+}  // namespace
+
+void PipeSeg::expectSpans(DecodeBase& base) const {
+    if (!m_source) announceSpan(base, 0, m_rows.low, m_columns.low);
+    announceSpan(base, m_overflowBand, m_rows.low, m_columns.low);
+    if (m_zeroDetail) return;
+    announceSpan(base, m_position - 2, m_rows.low, m_columns.high);
+    announceSpan(base, m_position - 1, m_rows.high, m_columns.low);
+    announceSpan(base, m_position, m_rows.high, m_columns.high);
+}
+
 QVStatus PipeSeg::StartPipeSeg(DecodeBase& base) {
     const uint32_t i = m_rows.firstPair;
     const uint32_t numHigh = m_rows.height >> 1;
@@ -323,6 +341,13 @@ QVStatus Pipe::AddInOverflow(uint32_t y, int32_t* const* to, DecodeBase& base) {
     for (uint16_t b = 0; b < m_numBands; ++b)
         for (int64_t x = 0; x < count; ++x) to[b][x] = xr3WrapAdd(to[b][x], m_fetched[b][x]);
     return 0;
+}
+
+void Pipe::expectSpans(DecodeBase& base) const {
+    const PipeSpan rows{m_rect.y0, m_rect.y1}, columns{m_rect.x0, m_rect.x1};
+    if (m_stages.empty()) announceSpan(base, 0, rows, columns);
+    for (const auto& stage : m_stages) stage->expectSpans(base);
+    announceSpan(base, m_outputOverflowBand, rows, columns);
 }
 
 QVStatus Pipe::fillPipe(const QVIGeomRect& rect, int32_t* const* lines, size_t stride, DecodeBase& base) {

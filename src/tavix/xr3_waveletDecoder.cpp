@@ -88,6 +88,7 @@ QVStatus PipelinedWaveletDecoder::begin(uint32_t stripHeight, int32_t rangeMin, 
     m_readOffset = 0;
     m_numHeldBack = 0;
     m_begun = true;
+    m_pipe->expectSpans(m_decodeBase);
     return produceUnit();
 }
 
