@@ -53,6 +53,10 @@ public:
     // A span outside the subband is ignored.
     void expectSpan(uint32_t subband, uint32_t firstRow, uint32_t firstCol, uint32_t lastCol);
 
+    // Whether get_line handed out the shared line of zeros of a span without
+    // data (then for every band), so that adding it can be left out.
+    bool isZeroLine(const int32_t* line) const { return line == m_zeroLine.data(); }
+
     // Forgets every cached row and announced span, and re-reads the component set.
     void invalidateCache();
 
