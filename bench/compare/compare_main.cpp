@@ -219,7 +219,9 @@ void registerDecodes(const std::vector<TestImage>& images, const Options& option
                     measurementName(workload.key, image.key, decoderName(kind)).c_str(),
                     [=](benchmark::State& state) { runDecodes(state, kind, path, workload, window); });
                 bench->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(options.repetitions);
-                if (workload.region)
+                // Decodes of a few tens of milliseconds repeat for a while,
+                // so that one scheduling hiccup does not make their time.
+                if (workload.region || workload.reduce > 0)
                     bench->MinTime(0.3);
                 else
                     bench->Iterations(1);

@@ -137,7 +137,7 @@ QVStatus PipeSeg::FillMuster(uint32_t i, Line target, DecodeBase& base) {
         if (QVStatus status = base.get_line(m_fetched.data(), uint32_t(m_overflowBand), i, uint32_t(low.first),
                                             uint32_t(low.last)))
             return status;
-        const int64_t count = low.size();
+        const int64_t count = base.isZeroLine(m_fetched[0]) ? 0 : low.size();
         for (uint16_t b = 0; b < m_numBands; ++b) {
             int32_t* to = line(target, b) + lowK;
             const int32_t* from = m_fetched[b];
@@ -186,12 +186,29 @@ void PipeSeg::synthesiseRow(int32_t* row) {
         const int64_t k = n - 1 - p;
         row[k] = mirror ? row[xr3MirrorIndex(start + k, width) - start] : 0;
     }
-    // One pass: each odd sample follows as soon as its right even neighbour is done.
-    row[1] = xr3LiftEven(row[1], row[0], row[2]);
-    for (int64_t k = 3; k + 1 < n; k += 2) {
-        row[k] = xr3LiftEven(row[k], row[k - 1], row[k + 1]);
-        row[k - 1] = xr3LiftOdd(row[k - 1], row[k - 2], row[k]);
-    }
+    // Two passes over every second sample, each free of loop-carried
+    // dependencies, so that both vectorise: all even samples, then the odd
+    // ones between finished even neighbours.
+    for (int64_t k = 1; k + 1 < n; k += 2) row[k] = xr3LiftEven(row[k], row[k - 1], row[k + 1]);
+    for (int64_t k = 2; k + 2 < n; k += 2) row[k] = xr3LiftOdd(row[k], row[k - 1], row[k + 1]);
+}
+
+namespace {
+
+void announceSpan(DecodeBase& base, int64_t band, const PipeSpan& rows, const PipeSpan& columns) {
+    if (band >= 0 && rows.size() > 0 && columns.size() > 0)
+        base.expectSpan(uint32_t(band), uint32_t(rows.first), uint32_t(columns.first), uint32_t(columns.last));
+}
+
+}  // namespace
+
+void PipeSeg::expectSpans(DecodeBase& base) const {
+    if (!m_source) announceSpan(base, 0, m_rows.low, m_columns.low);
+    announceSpan(base, m_overflowBand, m_rows.low, m_columns.low);
+    if (m_zeroDetail) return;
+    announceSpan(base, m_position - 2, m_rows.low, m_columns.high);
+    announceSpan(base, m_position - 1, m_rows.high, m_columns.low);
+    announceSpan(base, m_position, m_rows.high, m_columns.high);
 }
 
 QVStatus PipeSeg::StartPipeSeg(DecodeBase& base) {
@@ -319,10 +336,18 @@ QVStatus Pipe::AddInOverflow(uint32_t y, int32_t* const* to, DecodeBase& base) {
     if (QVStatus status = base.get_line(m_fetched.data(), uint32_t(m_outputOverflowBand), y, uint32_t(m_rect.x0),
                                         uint32_t(m_rect.x1)))
         return status;
+    if (base.isZeroLine(m_fetched[0])) return 0;
     const int64_t count = XR3RectOps::width(m_rect);
     for (uint16_t b = 0; b < m_numBands; ++b)
         for (int64_t x = 0; x < count; ++x) to[b][x] = xr3WrapAdd(to[b][x], m_fetched[b][x]);
     return 0;
+}
+
+void Pipe::expectSpans(DecodeBase& base) const {
+    const PipeSpan rows{m_rect.y0, m_rect.y1}, columns{m_rect.x0, m_rect.x1};
+    if (m_stages.empty()) announceSpan(base, 0, rows, columns);
+    for (const auto& stage : m_stages) stage->expectSpans(base);
+    announceSpan(base, m_outputOverflowBand, rows, columns);
 }
 
 QVStatus Pipe::fillPipe(const QVIGeomRect& rect, int32_t* const* lines, size_t stride, DecodeBase& base) {

@@ -69,6 +69,9 @@ public:
     // Rows must be asked for in increasing order, each at most once.
     QVStatus getRow(uint32_t y, const int32_t** rows, DecodeBase& base);
 
+    // Tells the base the first row and the columns it will read of each band.
+    void expectSpans(DecodeBase& base) const;
+
     const PipeColumnSupport& getColumns() const { return m_columns; }
     const PipeRowSupport& getRows() const { return m_rows; }
     uint64_t getLineSampleCount() const { return m_lines.size(); }
@@ -131,6 +134,9 @@ public:
     // Writes output rows rect.y0..rect.y1 (the next rows, in order) over the
     // pipe's columns to lines[b] + (y - rect.y0) * stride.
     QVStatus fillPipe(const QVIGeomRect& rect, int32_t* const* lines, size_t stride, DecodeBase& base);
+    // Tells the base the first row and the columns that the pipe will read
+    // of every subband, before the first fillPipe.
+    void expectSpans(DecodeBase& base) const;
 
     uint32_t getNumLevels() const { return m_numLevels; }
     int32_t getScale() const { return m_scale; }

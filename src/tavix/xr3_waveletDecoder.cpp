@@ -31,16 +31,10 @@ int32_t clampSample(int32_t v, int32_t lo, int32_t hi) {
     return v > hi ? hi : v;
 }
 
-// Converts blocks of a fixed length first, so that the loop vectorises
-// without run-time checks, then the remainder one by one.
-constexpr size_t kConvertBlock = 8;
-
+// A plain counted loop: the compiler vectorises it for every sample type.
 template <typename T, typename Convert>
-void convertRow(const int32_t* from, T* __restrict to, size_t count, Convert convert) {
-    size_t x = 0;
-    for (; x + kConvertBlock <= count; x += kConvertBlock)
-        for (size_t k = x; k < x + kConvertBlock; ++k) to[k] = convert(from[k]);
-    for (; x < count; ++x) to[x] = convert(from[x]);
+void convertRow(const int32_t* __restrict from, T* __restrict to, size_t count, Convert convert) {
+    for (size_t x = 0; x < count; ++x) to[x] = convert(from[x]);
 }
 
 template <typename T>
@@ -88,6 +82,7 @@ QVStatus PipelinedWaveletDecoder::begin(uint32_t stripHeight, int32_t rangeMin, 
     m_readOffset = 0;
     m_numHeldBack = 0;
     m_begun = true;
+    m_pipe->expectSpans(m_decodeBase);
     return produceUnit();
 }
 

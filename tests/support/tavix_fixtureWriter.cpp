@@ -1,5 +1,7 @@
 #include "tavix_fixtureWriter.h"
 
+#include <gtest/gtest.h>
+
 #include "qv_ioDynamicMemStream.h"
 #include "qv_ioNullStream.h"
 #include "qv_ioStreamUtils.h"
@@ -76,14 +78,10 @@ PacketFileWriter& PacketFileWriter::addRawPacket(const XR3PacketType& type,
     return addPacket(makeRawPacket(type, payload));
 }
 
-PacketFileWriter& PacketFileWriter::appendPacket(std::unique_ptr<XR3Packet> packet) {
-    m_appended.push_back(std::move(packet));
-    return *this;
-}
-
 PacketFileWriter& PacketFileWriter::appendRawPacket(const XR3PacketType& type,
                                                     const std::vector<uint8_t>& payload) {
-    return appendPacket(makeRawPacket(type, payload));
+    m_appended.push_back(makeRawPacket(type, payload));
+    return *this;
 }
 
 XR3ContentsPacket* PacketFileWriter::makeIndex(XR3PacketDB& db) const {
@@ -129,6 +127,16 @@ std::unique_ptr<XR3Packet> makeRawPacket(const XR3PacketType& type,
     auto packet = std::make_unique<XR3UnknownPacket>(type);
     packet->setRawData(payload.data(), static_cast<uint32_t>(payload.size()));
     return packet;
+}
+
+std::vector<uint8_t> writtenBytes(const std::function<QVStatus(QVIOStreamWriter<true>&)>& write,
+                                  QVStatus expected) {
+    QVIODynamicMemStream stream;
+    EXPECT_EQ(0u, stream.initialize(256));
+    EXPECT_EQ(0u, stream.open());
+    QVIOStreamWriter<true> writer(stream);
+    EXPECT_EQ(expected, write(writer));
+    return std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength());
 }
 
 std::unique_ptr<QVIOMemStream> openMemStream(std::vector<uint8_t>& bytes) {

@@ -6,7 +6,7 @@
 //   writer.setIndex(TavixFixture::IndexKind::Major1);      // contents first
 //   writer.addRawPacket(type, {1, 2, 3});                  // listed packets
 //   writer.addPacket(std::make_unique<MyPlanesetPacket>(...));
-//   writer.appendRawPacket(type, payload);                 // behind the index
+//   writer.appendRawPacket(type, payload);                 // behind the listed ones
 //   std::vector<uint8_t> bytes;
 //   ASSERT_EQ(0u, writer.writeToBytes(bytes));
 //   auto stream = TavixFixture::openMemStream(bytes);      // read it back
@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -60,8 +61,7 @@ public:
     PacketFileWriter& addPacket(std::unique_ptr<XR3Packet> packet);
     // An XR3UnknownPacket carrying payload under the given type, written as is.
     PacketFileWriter& addRawPacket(const XR3PacketType& type, const std::vector<uint8_t>& payload);
-    // Packets written behind the listed ones, not in the index.
-    PacketFileWriter& appendPacket(std::unique_ptr<XR3Packet> packet);
+    // A raw packet written behind the listed ones, not in the index.
     PacketFileWriter& appendRawPacket(const XR3PacketType& type, const std::vector<uint8_t>& payload);
 
     // Writes the whole file at the stream's position (the stream is open).
@@ -82,6 +82,10 @@ private:
 // A raw-payload packet of any type.
 std::unique_ptr<XR3Packet> makeRawPacket(const XR3PacketType& type,
                                          const std::vector<uint8_t>& payload);
+
+// What `write` puts on a fresh memory stream; its status must be `expected`.
+std::vector<uint8_t> writtenBytes(const std::function<QVStatus(QVIOStreamWriter<true>&)>& write,
+                                  QVStatus expected = 0);
 
 // An open memory stream over bytes (not copied: keep bytes alive).
 std::unique_ptr<QVIOMemStream> openMemStream(std::vector<uint8_t>& bytes);

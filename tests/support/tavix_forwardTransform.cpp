@@ -39,33 +39,6 @@ namespace {
 uint32_t lowSize(uint32_t n) { return (n + 1) / 2; }
 uint32_t highSize(uint32_t n) { return n / 2; }
 
-struct LevelBands {
-    CoefficientPlane lowLow, hl, lh, hh;
-};
-
-// One analysis level of a whole array: rows first, then columns.
-LevelBands analyseLevel(const CoefficientPlane& in) {
-    const uint32_t w = in.width, h = in.height, wl = lowSize(w), hl = lowSize(h);
-    CoefficientPlane rows(w, h);  // [low | high] per row
-    for (uint32_t y = 0; y < h; ++y) analyse(in.row(y), w, rows.row(y), rows.row(y) + wl);
-    CoefficientPlane cols(w, h);  // low rows above high rows
-    std::vector<int32_t> column(h), low(hl), high(highSize(h));
-    for (uint32_t x = 0; x < w; ++x) {
-        for (uint32_t y = 0; y < h; ++y) column[y] = rows.at(x, y);
-        analyse(column.data(), h, low.data(), high.data());
-        for (uint32_t y = 0; y < hl; ++y) cols.at(x, y) = low[y];
-        for (uint32_t y = 0; y < highSize(h); ++y) cols.at(x, hl + y) = high[y];
-    }
-    const auto crop = [&](uint32_t x0, uint32_t y0, uint32_t cw, uint32_t ch) {
-        CoefficientPlane out(cw, ch);
-        for (uint32_t y = 0; y < ch; ++y)
-            for (uint32_t x = 0; x < cw; ++x) out.at(x, y) = cols.at(x0 + x, y0 + y);
-        return out;
-    };
-    return {crop(0, 0, wl, hl), crop(wl, 0, highSize(w), hl), crop(0, hl, wl, highSize(h)),
-            crop(wl, hl, highSize(w), highSize(h))};
-}
-
 // Sizes of the image at each level: sizes[0] the full image, sizes[k] after k halvings.
 std::vector<std::pair<uint32_t, uint32_t>> levelSizes(uint32_t w, uint32_t h, uint32_t numLevels) {
     std::vector<std::pair<uint32_t, uint32_t>> sizes{{w, h}};
@@ -74,28 +47,6 @@ std::vector<std::pair<uint32_t, uint32_t>> levelSizes(uint32_t w, uint32_t h, ui
 }
 
 }  // namespace
-
-WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels, OverflowRule overflow) {
-    WaveletBands bands;
-    bands.numLevels = numLevels;
-    bands.subbands.resize(4 * size_t(numLevels) + 1);
-    CoefficientPlane current = image;
-    for (uint32_t level = numLevels; level >= 1; --level) {
-        LevelBands out = analyseLevel(current);
-        CoefficientPlane spill(out.lowLow.width, out.lowLow.height);
-        for (size_t i = 0; i < spill.values.size(); ++i) {
-            spill.values[i] = overflow.overflowOf(out.lowLow.values[i]);
-            out.lowLow.values[i] = sub(out.lowLow.values[i], spill.values[i]);
-        }
-        bands.subbands[subbandOf(level, 1)] = std::move(spill);
-        bands.subbands[subbandOf(level, 2)] = std::move(out.hl);
-        bands.subbands[subbandOf(level, 3)] = std::move(out.lh);
-        bands.subbands[subbandOf(level, 4)] = std::move(out.hh);
-        current = std::move(out.lowLow);
-    }
-    bands.subbands[0] = std::move(current);
-    return bands;
-}
 
 // One level of the streaming transform. Rows are analysed horizontally on
 // arrival ([low | high] per band); the vertical step runs as soon as the
@@ -216,6 +167,41 @@ void StreamingForwardTransform::pushRow(const int32_t* values, size_t bandPitch)
     }
     // No levels: the image is subband 0.
     m_sink.takeRow(0, m_rowsWithoutLevels++, m_width, values, bandPitch);
+}
+
+namespace {
+
+// Gathers the subband rows of a one-band transform into whole planes.
+class PlaneCollector : public SubbandRowSink {
+public:
+    explicit PlaneCollector(WaveletBands& bands) : m_bands(bands) {}
+    void takeRow(uint32_t subband, uint32_t row, uint32_t width, const int32_t* values, size_t) override {
+        std::copy(values, values + width, m_bands.subbands[subband].row(row));
+    }
+
+private:
+    WaveletBands& m_bands;
+};
+
+}  // namespace
+
+WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels, OverflowRule overflow) {
+    WaveletBands bands;
+    bands.numLevels = numLevels;
+    bands.subbands.resize(4 * size_t(numLevels) + 1);
+    const auto sizes = levelSizes(image.width, image.height, numLevels);
+    for (uint32_t level = 1; level <= numLevels; ++level) {
+        const auto [w, h] = sizes[numLevels - level];
+        bands.subbands[subbandOf(level, 1)] = CoefficientPlane(lowSize(w), lowSize(h));
+        bands.subbands[subbandOf(level, 2)] = CoefficientPlane(highSize(w), lowSize(h));
+        bands.subbands[subbandOf(level, 3)] = CoefficientPlane(lowSize(w), highSize(h));
+        bands.subbands[subbandOf(level, 4)] = CoefficientPlane(highSize(w), highSize(h));
+    }
+    bands.subbands[0] = CoefficientPlane(sizes.back().first, sizes.back().second);
+    PlaneCollector collector(bands);
+    StreamingForwardTransform transform(image.width, image.height, 1, numLevels, overflow, collector);
+    for (uint32_t y = 0; y < image.height; ++y) transform.pushRow(image.row(y), image.width);
+    return bands;
 }
 
 }  // namespace TavixFixture

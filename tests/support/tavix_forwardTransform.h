@@ -8,9 +8,9 @@
 //   // overflow band, HL, LH, HH.
 //
 // Arithmetic is 32-bit and wraps, as the synthesis does, so that every
-// lifting step undoes exactly. For images too large to hold, the streaming
-// form (StreamingForwardTransform) takes image rows top to bottom and hands
-// out subband rows as soon as they are final.
+// lifting step undoes exactly. The streaming form (StreamingForwardTransform),
+// for images too large to hold, takes image rows top to bottom and hands out
+// subband rows as soon as they are final; the whole-array form collects them.
 #pragma once
 
 #include <cstddef>
@@ -65,8 +65,7 @@ struct WaveletBands {
 // level 1 is the coarsest.
 inline uint32_t subbandOf(uint32_t level, uint32_t position) { return 4 * (level - 1) + position; }
 
-// The whole-array forward transform: horizontal then vertical analysis per
-// level, from the full image to the coarsest level.
+// The whole-array forward transform of a one-band image.
 WaveletBands forwardTransform(const CoefficientPlane& image, uint32_t numLevels, OverflowRule overflow = {});
 // Told of every subband row as soon as it is final. Rows of one subband come
 // in order; band b of the row is values + b * bandPitch, `width` samples.

@@ -10,7 +10,6 @@
 #include <new>
 #include <stdexcept>
 
-#include "qv_ioDynamicMemStream.h"
 #include "xr3_subblockData.h"
 #include "xr3_subblockLocator.h"
 
@@ -19,8 +18,40 @@ namespace TavixFixture {
 namespace {
 
 constexpr QVStatus kBadArgument = QVI_STS_Tavix_BadArgument;
+// Float data without quantization is spread over this many bits.
+constexpr uint32_t kQuantizationBits = 16;
 
 bool isFloat(QVIDataType type) { return type == QVI_DATATYPE_FLOAT32 || type == QVI_DATATYPE_FLOAT64; }
+
+// The coded integer of a sample: the sample itself for integer types, the
+// quantised value round((v - offset) / step) for float.
+int64_t codedSample(const XR3ImageInfo& info, uint16_t band, double sample) {
+    if (info.dataType != XR3_DATATYPE_FLOAT32) return std::llround(sample);
+    const QuantizationInfo& q = info.quantization[band];
+    return std::llround((sample - double(q.offset)) / double(q.step));
+}
+
+using Lifting::add;
+using Lifting::sub;
+// floor((x * k + 8192) / 16384) from a 64-bit product, kept to 32 bits.
+int32_t scaled(int32_t x, int64_t k) { return int32_t(uint32_t(uint64_t((x * k + 8192) >> 14))); }
+int32_t mixed(int32_t z, int32_t y) {
+    return int32_t(uint32_t(uint64_t((int64_t(z) * -11469 + int64_t(y) * 24279 + 8192) >> 14)));
+}
+
+// The colour transform on one coefficient triple (bands 0, 1, 2), in place.
+// It wraps at 32 bits, as the decoder's coefficients do, so that it is the
+// exact inverse of the decoder's rule for every triple.
+void rgbToYiq(int32_t& a, int32_t& b, int32_t& c) {
+    const int32_t g = b, z = sub(a, g), y = sub(c, g);
+    const int32_t t = add(g, mixed(z, y));
+    const int32_t u = add(z, scaled(y, -22640));
+    const int32_t first = add(u, t);
+    const int32_t second = add(y, scaled(u, 19309));
+    a = first;
+    b = second;
+    c = add(sub(t, first), scaled(second, 19637));
+}
 
 // What the coefficients can carry of each integer type: samples are signed 32-bit.
 bool integerRange(QVIDataType type, int64_t& lo, int64_t& hi) {
@@ -73,12 +104,11 @@ void bandExtremes(const SourceImage& source, std::vector<double>& lo, std::vecto
 // Quantisation of float data, and the range of the quantised values.
 QVStatus setupQuantization(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info) {
     const uint16_t bands = source.getNumBands();
-    if (recipe.quantizationBits == 0 || recipe.quantizationBits > 30) return xr3Fail(kBadArgument);
     std::vector<double> lo, hi;
     bandExtremes(source, lo, hi);
     std::vector<QuantizationInfo> quantization = recipe.quantization;
     if (quantization.empty()) {
-        const double levels = double((1u << recipe.quantizationBits) - 1);
+        const double levels = double((1u << kQuantizationBits) - 1);
         for (uint16_t b = 0; b < bands; ++b) {
             QuantizationInfo q;
             q.offset = float(lo[b]);
@@ -253,26 +283,15 @@ QVStatus codeImage(const TavixImageRecipe& recipe, const SourceImage& source, co
     return 0;
 }
 
-std::vector<uint8_t> georefBytes(const XR3GeorefData& georef, QVStatus& status) {
-    QVIODynamicMemStream stream;
-    if ((status = stream.initialize(256)) || (status = stream.open())) return {};
-    QVIOStreamWriter<true> writer(stream);
-    if ((status = georef.write(writer))) return {};
-    return std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength());
-}
-
-QVStatus metadataPackets(const TavixImageRecipe& recipe, std::vector<std::unique_ptr<XR3Packet>>& packets) {
-    if (!recipe.classicalMetadata.empty())
-        packets.push_back(makeMetadataPacket(1, 0, recipe.imageNumber, classicalMetadataBytes(recipe.classicalMetadata)));
+std::vector<std::unique_ptr<XR3Packet>> metadataPackets(const TavixImageRecipe& recipe) {
+    std::vector<std::unique_ptr<XR3Packet>> packets;
     if (recipe.georef) {
-        QVStatus status = 0;
-        const std::vector<uint8_t> bytes = georefBytes(*recipe.georef, status);
-        if (status) return status;
-        packets.push_back(makeMetadataPacket(3, 0, recipe.imageNumber, bytes));
+        const XR3GeorefData& georef = *recipe.georef;
+        packets.push_back(makeMetadataPacket(
+            3, 0, 0, writtenBytes([&](QVIOStreamWriter<true>& writer) { return georef.write(writer); })));
     }
-    if (!recipe.xmp.empty()) packets.push_back(makeMetadataPacket(4, 0, recipe.imageNumber, recipe.xmp));
-    if (!recipe.exif.empty()) packets.push_back(makeMetadataPacket(5, 0, recipe.imageNumber, recipe.exif));
-    return 0;
+    if (!recipe.xmp.empty()) packets.push_back(makeMetadataPacket(4, 0, 0, recipe.xmp));
+    return packets;
 }
 
 // The whole image reduced by `scale` octaves, the virtual image of a scale without a crop.
@@ -281,37 +300,7 @@ QVIGeomRect reducedImageRect(uint32_t width, uint32_t height, int8_t scale) {
     return QVIGeomRect(0, 0, reduced(width), reduced(height));
 }
 
-}  // namespace
-
-int64_t codedSample(const XR3ImageInfo& info, uint16_t band, double sample) {
-    if (info.dataType != XR3_DATATYPE_FLOAT32) return std::llround(sample);
-    const QuantizationInfo& q = info.quantization[band];
-    return std::llround((sample - double(q.offset)) / double(q.step));
-}
-
-namespace {
-using Lifting::add;
-using Lifting::sub;
-// floor((x * k + 8192) / 16384) from a 64-bit product, kept to 32 bits.
-int32_t scaled(int32_t x, int64_t k) { return int32_t(uint32_t(uint64_t((x * k + 8192) >> 14))); }
-int32_t mixed(int32_t z, int32_t y) {
-    return int32_t(uint32_t(uint64_t((int64_t(z) * -11469 + int64_t(y) * 24279 + 8192) >> 14)));
-}
-}  // namespace
-
-// Wraps at 32 bits, as the decoder's coefficients do, so that it is the
-// exact inverse of the decoder's rule for every triple.
-void rgbToYiq(int32_t& a, int32_t& b, int32_t& c) {
-    const int32_t g = b, z = sub(a, g), y = sub(c, g);
-    const int32_t t = add(g, mixed(z, y));
-    const int32_t u = add(z, scaled(y, -22640));
-    const int32_t first = add(u, t);
-    const int32_t second = add(y, scaled(u, 19309));
-    a = first;
-    b = second;
-    c = add(sub(t, first), scaled(second, 19637));
-}
-
+// The header's image info for `recipe` over `source`, subbands set up.
 QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info) {
     info = XR3ImageInfo();
     const uint32_t width = source.getWidth(), height = source.getHeight();
@@ -326,7 +315,7 @@ QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& s
         numLevels > XR3ImageInfo::kMaxNumLevels || recipe.truncatePlanes > kXR3PlanesPerBand || recipe.scale < 0 ||
         uint32_t(recipe.scale) > numLevels)
         return xr3Fail(kBadArgument);
-    info.imageNumber = recipe.imageNumber;
+    info.imageNumber = 0;
     info.width = width;
     info.height = height;
     info.numLevels = uint8_t(numLevels);
@@ -352,15 +341,15 @@ QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& s
     return 0;
 }
 
+}  // namespace
+
 QVStatus writeTavixImage(const TavixImageRecipe& recipe, const SourceImage& source, std::vector<uint8_t>& out) {
     try {
         XR3ImageInfo info;
         if (QVStatus status = makeTavixImageInfo(recipe, source, info)) return status;
         PlanesetContent content;
         if (QVStatus status = codeImage(recipe, source, info, content)) return status;
-        std::vector<std::unique_ptr<XR3Packet>> packets;
-        if (QVStatus status = metadataPackets(recipe, packets)) return status;
-        out = writeImageFile(info, content, recipe.planeset, std::move(packets), recipe.index,
+        out = writeImageFile(info, content, recipe.planeset, metadataPackets(recipe), recipe.index,
                              fileVersion(recipe, info)).bytes;
         return 0;
     } catch (const std::bad_alloc&) {

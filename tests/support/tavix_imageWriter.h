@@ -113,7 +113,7 @@ struct TavixImageRecipe {
     // at least its minimum number of bands.
     XR3ColorSpace colorSpace = XR3_COLORSPACE_GREY;
     // RGB or RGBK coded as YIQ or YIQK: bands 0 to 2 of every coefficient go
-    // through rgbToYiq before entropy coding.
+    // through the forward colour transform before entropy coding.
     bool yiq = false;
     // kMaxLevels: as many as XR3ImageInfo::calcMaxNLev allows.
     static constexpr uint32_t kMaxLevels = UINT32_MAX;
@@ -122,7 +122,6 @@ struct TavixImageRecipe {
     // Lossy files: the lowest bit planes left out of every band.
     uint32_t truncatePlanes = 0;
     TavixFileVersion version = TavixFileVersion::XR4;
-    uint32_t imageNumber = 0;
     // Order, layout, token form, MSE values and lock values of the planeset.
     PlanesetOptions planeset;
     IndexKind index = IndexKind::None;
@@ -132,40 +131,23 @@ struct TavixImageRecipe {
     // 2^31 - 1, as coefficients are signed 32-bit), or of the quantised values.
     std::optional<int32_t> rangeMin, rangeMax;
     // Float data: step and offset per band. Empty: from each band's minimum
-    // and maximum, spread over quantizationBits bits.
+    // and maximum, spread over 16 bits.
     std::vector<QuantizationInfo> quantization;
-    uint32_t quantizationBits = 16;
     // The virtual image: a crop rectangle (inclusive, in the full image
     // reduced by `scale` octaves; by default all of that reduced image) and
     // a scale (0 to the number of levels); stored only when they make a
     // virtual image other than the whole.
     std::optional<QVIGeomRect> crop;
     int8_t scale = 0;
-    // Metadata packets: georeference (subType 3), classical records
-    // (subType 1; a georeference may be given there too), XMP (4), Exif (5).
+    // Metadata packets: georeference (subType 3) and XMP (4).
     std::optional<XR3GeorefData> georef;
-    std::vector<ClassicalRecord> classicalMetadata;
-    std::vector<uint8_t> xmp, exif;
+    std::vector<uint8_t> xmp;
 };
 
-// The header's image info for `recipe` over `source`, subbands set up. Float
-// data without quantization reads the source once for its extremes.
-// 2009 for a recipe that can't describe the source (too few bands for the
-// colour space, YIQ without RGB, a data type without file counterpart,
-// more levels than the size allows, a subblock size of 0, a scale beyond
-// the levels).
-QVStatus makeTavixImageInfo(const TavixImageRecipe& recipe, const SourceImage& source, XR3ImageInfo& info);
-
-// The coded integer of a sample: the sample itself for integer types, the
-// quantised value round((v - offset) / step) for float.
-int64_t codedSample(const XR3ImageInfo& info, uint16_t band, double sample);
-
-// The colour transform on one coefficient triple (bands 0, 1, 2), in place:
-// the exact inverse of the decoder's rule.
-void rgbToYiq(int32_t& a, int32_t& b, int32_t& c);
-
-// The whole file. 2009 for a bad recipe or a sample outside the data type's
-// range, 2012 when memory runs out, otherwise the status of the packet writer.
+// The whole file. 2009 for a recipe that can't describe the source (too few
+// bands for the colour space, YIQ without RGB, a data type without file
+// counterpart, more levels than the size allows, a subblock size of 0, a
+// scale beyond the levels) or a sample outside the data type's range, 2012 when memory runs out, otherwise the status of the packet writer.
 QVStatus writeTavixImage(const TavixImageRecipe& recipe, const SourceImage& source, std::vector<uint8_t>& out);
 // The same into a file; 2003 when it can't be created, 2002 on a short write.
 QVStatus writeTavixImageFile(const TavixImageRecipe& recipe, const SourceImage& source, const std::string& path);

@@ -57,7 +57,6 @@ public:
 
     std::vector<uint8_t> takeBytes() { return std::move(m_bytes); }
     const std::vector<WrittenPlane>& written() const { return m_written; }
-    const std::vector<std::pair<int64_t, int64_t>>& tokenRegions() const { return m_tokenRegions; }
 
 private:
     bool interleaved() const { return m_options.layout == XR3_PLANESET_LAYOUT_INTERLEAVED; }
@@ -151,7 +150,6 @@ private:
             m_written[index].tokenOffset += tokenStart;
             m_written[index].payloadOffset += payloadStart;
         }
-        m_tokenRegions.emplace_back(tokenStart, tokenStart + int64_t(m_tokens.size()));
         m_payloads.clear();
         m_tokens.clear();
         m_unitPlanes.clear();
@@ -168,7 +166,6 @@ private:
     std::vector<uint8_t> m_tokens;
     std::vector<WrittenPlane> m_written;
     std::vector<size_t> m_unitPlanes;
-    std::vector<std::pair<int64_t, int64_t>> m_tokenRegions;
     uint64_t m_runStart = 0;
     uint64_t m_runLength = 0;
     uint64_t m_numUnits = 0;
@@ -264,7 +261,6 @@ FixturePlanesetPacket::FixturePlanesetPacket(const XR3ImageInfo& info, const Pla
     layouter.layout(content);
     m_bytes = layouter.takeBytes();
     m_written = layouter.written();
-    m_tokenRegions = layouter.tokenRegions();
     setDataLength(static_cast<long long>(m_bytes.size()));
 }
 
@@ -321,7 +317,6 @@ ImageFile writeImageFile(const XR3ImageInfo& info, const PlanesetContent& conten
     auto planeset = std::make_unique<FixturePlanesetPacket>(headerInfo, content, options);
     ImageFile file;
     file.planes = planeset->getWrittenPlanes();
-    file.tokenRegions = planeset->getTokenRegions();
 
     PacketFileWriter writer(version);
     writer.setIndex(index);
@@ -337,10 +332,6 @@ ImageFile writeImageFile(const XR3ImageInfo& info, const PlanesetContent& conten
     for (WrittenPlane& plane : file.planes) {
         plane.tokenOffset += file.dataStart;
         plane.payloadOffset += file.dataStart;
-    }
-    for (auto& region : file.tokenRegions) {
-        region.first += file.dataStart;
-        region.second += file.dataStart;
     }
     return file;
 }

@@ -100,8 +100,6 @@ public:
 
     const std::vector<uint8_t>& getPlaneBytes() const { return m_bytes; }
     const std::vector<WrittenPlane>& getWrittenPlanes() const { return m_written; }
-    // Token regions, relative to dataStart, [first, second).
-    const std::vector<std::pair<int64_t, int64_t>>& getTokenRegions() const { return m_tokenRegions; }
 
 protected:
     QVStatus writePlanes(long long dataStart) override;
@@ -110,7 +108,6 @@ private:
     QVIOStreamWriter<true>* m_writer = nullptr;
     std::vector<uint8_t> m_bytes;
     std::vector<WrittenPlane> m_written;
-    std::vector<std::pair<int64_t, int64_t>> m_tokenRegions;
 };
 
 // A metadata packet carrying bytes.
@@ -132,7 +129,6 @@ struct ImageFile {
     std::vector<uint8_t> bytes;
     int64_t dataStart = 0;  // of the planeset
     std::vector<WrittenPlane> planes;
-    std::vector<std::pair<int64_t, int64_t>> tokenRegions;  // absolute
 };
 
 // A file holding the header and planeset packets of one image, with the

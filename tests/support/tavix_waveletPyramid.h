@@ -1,8 +1,7 @@
 // Test-only helpers of the wavelet decoder's tests and benchmarks: random
 // coefficient pyramids, a plane store client that entropy-codes them on
-// demand (so the real subblock decoder runs without a file), their planes
-// for a planeset writer, and a slow whole-array synthesis written straight
-// from the filter's rules, with rounding of its own.
+// demand (so the real subblock decoder runs without a file), and their
+// planes for a planeset writer.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,47 +22,7 @@ namespace WaveletDecoderTest {
 
 using namespace Orvanetics;
 
-using TestSupport::divideTiesToEven;
 using Plane = TestSupport::SampleGrid;
-
-// Mirror of index i around the ends of a sequence of n >= 2 samples.
-inline int64_t mirror(int64_t i, int64_t n) {
-    while (i < 0 || i >= n) i = i < 0 ? -i : 2 * (n - 1) - i;
-    return i;
-}
-
-// The two lifting steps over an interleaved sequence, in place; one sample
-// is passed through.
-inline void synthesise1D(std::vector<int64_t>& x) {
-    const int64_t n = int64_t(x.size());
-    if (n < 2) return;
-    for (int64_t i = 0; i < n; i += 2) x[i] -= divideTiesToEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 4);
-    for (int64_t i = 1; i < n; i += 2) x[i] += divideTiesToEven(x[mirror(i - 1, n)] + x[mirror(i + 1, n)], 2);
-}
-
-// One level: interleave, vertical steps on every column, horizontal on every row.
-inline Plane synthesiseLevel(const Plane& lowLow, const Plane* hl, const Plane* lh, const Plane* hh, int64_t w,
-                             int64_t h) {
-    Plane x(w, h);
-    for (int64_t y = 0; y < h; ++y)
-        for (int64_t c = 0; c < w; ++c) {
-            const Plane* band = (y & 1) ? ((c & 1) ? hh : lh) : ((c & 1) ? hl : &lowLow);
-            x.at(c, y) = band ? band->at(c >> 1, y >> 1) : 0;
-        }
-    std::vector<int64_t> line;
-    for (int64_t c = 0; c < w; ++c) {
-        line.resize(size_t(h));
-        for (int64_t y = 0; y < h; ++y) line[size_t(y)] = x.at(c, y);
-        synthesise1D(line);
-        for (int64_t y = 0; y < h; ++y) x.at(c, y) = line[size_t(y)];
-    }
-    for (int64_t y = 0; y < h; ++y) {
-        line.assign(x.v.begin() + y * w, x.v.begin() + (y + 1) * w);
-        synthesise1D(line);
-        std::copy(line.begin(), line.end(), x.v.begin() + y * w);
-    }
-    return x;
-}
 
 // Coefficients of every subband and band of an image.
 struct Pyramid {
@@ -71,31 +30,6 @@ struct Pyramid {
     std::vector<std::vector<Plane>> bands;  // [subband][band]
 
     const Plane& band(uint32_t subband, uint32_t b) const { return bands[subband][b]; }
-
-    // The image at `scale` octaves below full size (negative: above, with
-    // zero detail), of band b: the synthesis stopped at that level, plus the
-    // overflow band of the next finer level.
-    Plane reference(uint32_t b, int32_t scale) const {
-        const int64_t numLevels = info.numLevels;
-        const int64_t stages = numLevels - scale;
-        Plane current = band(0, b);
-        for (int64_t j = 1; j <= stages + 1; ++j) {
-            const uint32_t overflow = uint32_t(4 * (j - 1) + 1);
-            if (j <= numLevels)
-                for (size_t i = 0; i < current.v.size(); ++i) current.v[i] += band(overflow, b).v[i];
-            if (j > stages) break;
-            if (j <= numLevels) {
-                const XR3SubbandDims& big = info.subbands[overflow + (j < numLevels ? 4 : 0)];
-                const int64_t w = j < numLevels ? big.width : info.width;
-                const int64_t h = j < numLevels ? big.height : info.height;
-                current = synthesiseLevel(current, &band(overflow + 1, b), &band(overflow + 2, b),
-                                          &band(overflow + 3, b), w, h);
-            } else {
-                current = synthesiseLevel(current, nullptr, nullptr, nullptr, 2 * current.width, 2 * current.height);
-            }
-        }
-        return current;
-    }
 };
 
 struct PyramidShape {

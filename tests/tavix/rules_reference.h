@@ -145,6 +145,28 @@ inline Grid enlarge(const Grid& image) {
     return synthesiseLevel(image, zero, zero, zero, 2 * image.width, 2 * image.height);
 }
 
+// The image at reduction `scale` (negative: enlarged without detail that many times).
+inline Grid synthesiseAtScale(const Pyramid& bands, int numLevels, int64_t width, int64_t height, int scale) {
+    Grid image = synthesise(bands, numLevels, width, height, scale > 0 ? scale : 0);
+    for (int r = scale; r < 0; ++r) image = enlarge(image);
+    return image;
+}
+
+// The same for band b of a pyramid whose `bands` are [subband][band] and
+// whose `info` gives its size and level count.
+template <class MultiBandPyramid>
+Grid synthesiseBand(const MultiBandPyramid& pyramid, size_t b, int scale) {
+    Pyramid one;
+    for (const auto& subband : pyramid.bands) one.push_back(subband[b]);
+    return synthesiseAtScale(one, pyramid.info.numLevels, pyramid.info.width, pyramid.info.height, scale);
+}
+
+// A lossless image at reduction `scale`: its low-low band after that many
+// analysis levels (negative: enlarged without detail).
+inline Grid imageAtScale(const Grid& image, int scale) {
+    return scale > 0 ? analyse(image, scale)[0] : synthesiseAtScale({image}, 0, image.width, image.height, scale);
+}
+
 inline Grid window(const Grid& g, int64_t x0, int64_t y0, int64_t w, int64_t h) {
     Grid out(w, h);
     for (int64_t y = 0; y < h; ++y)

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <vector>
 
-#include "qv_ioDynamicMemStream.h"
 #include "qv_ioMemStream.h"
+#include "tavix_fixtureWriter.h"
 #include "xr3_headerPacket.h"
 
 using namespace Orvanetics;
@@ -61,12 +61,7 @@ QVStatus readPayload(XR3HeaderPacket& packet, std::vector<uint8_t> bytes, long l
 }
 
 std::vector<uint8_t> writePayload(XR3HeaderPacket& packet) {
-    QVIODynamicMemStream stream;
-    EXPECT_EQ(stream.initialize(256), 0u);
-    EXPECT_EQ(stream.open(), 0u);
-    QVIOStreamWriter<true> writer(stream);
-    EXPECT_EQ(packet.write(writer), 0u);
-    return std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength());
+    return TavixFixture::writtenBytes([&](QVIOStreamWriter<true>& writer) { return packet.write(writer); });
 }
 
 XR3ImageInfo baseInfo() {

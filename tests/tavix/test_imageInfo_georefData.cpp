@@ -5,8 +5,8 @@
 #include <bit>
 #include <vector>
 
-#include "qv_ioDynamicMemStream.h"
 #include "qv_ioMemStream.h"
+#include "tavix_fixtureWriter.h"
 #include "xr3_georefData.h"
 
 using namespace Orvanetics;
@@ -30,13 +30,8 @@ QVStatus readBytes(XR3GeorefData& geo, std::vector<uint8_t> bytes, QVIColorSpace
     return geo.read(reader, space);
 }
 
-std::vector<uint8_t> writeBytes(const XR3GeorefData& geo) {
-    QVIODynamicMemStream stream;
-    EXPECT_EQ(stream.initialize(64), 0u);
-    EXPECT_EQ(stream.open(), 0u);
-    QVIOStreamWriter<true> writer(stream);
-    EXPECT_EQ(geo.write(writer), 0u);
-    return std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength());
+std::vector<uint8_t> writeBytes(const XR3GeorefData& geo, QVStatus expected = 0) {
+    return TavixFixture::writtenBytes([&](QVIOStreamWriter<true>& writer) { return geo.write(writer); }, expected);
 }
 
 }  // namespace
@@ -103,11 +98,7 @@ TEST(GeorefData, Refusals) {
     XR3GeorefData floatPixel;
     const QVIPixel pixel(QVI_COLORSPACE_GRAYSCALE, 1, QVI_DATATYPE_FLOAT32);
     floatPixel.setBackgroundPixel(&pixel);
-    QVIODynamicMemStream stream;
-    ASSERT_EQ(stream.initialize(16), 0u);
-    ASSERT_EQ(stream.open(), 0u);
-    QVIOStreamWriter<true> writer(stream);
-    EXPECT_EQ(floatPixel.write(writer), 2005u);
+    writeBytes(floatPixel, 2005);
 }
 
 TEST(GeorefData, NorthUpGeoCoord) {

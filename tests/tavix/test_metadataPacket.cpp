@@ -28,12 +28,7 @@ std::string readAll(QVIOStreamInf& stream) {
 }
 
 std::vector<uint8_t> georefBytes(const XR3GeorefData& georef) {
-    QVIODynamicMemStream stream;
-    EXPECT_EQ(0u, stream.initialize(64));
-    EXPECT_EQ(0u, stream.open());
-    QVIOStreamWriter<true> writer(stream);
-    EXPECT_EQ(0u, georef.write(writer));
-    return std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength());
+    return writtenBytes([&](QVIOStreamWriter<true>& writer) { return georef.write(writer); });
 }
 
 XR3GeorefData sampleGeoref() {
@@ -208,13 +203,8 @@ TEST(MetadataPacketPayload, CountThenBytes) {
     EXPECT_EQ(XR3PacketType(XR3_PACKET_METADATA, 4, 2, 9, 0, 0), packet.getPacketType());
     const uint8_t bytes[] = {'a', 'b', 'c'};
     ASSERT_EQ(0u, packet.setMetadata(bytes, 3));
-    QVIODynamicMemStream stream;
-    ASSERT_EQ(0u, stream.initialize(16));
-    ASSERT_EQ(0u, stream.open());
-    QVIOStreamWriter<true> writer(stream);
-    ASSERT_EQ(0u, packet.write(writer));
     EXPECT_EQ((std::vector<uint8_t>{0, 0, 0, 3, 'a', 'b', 'c'}),
-              std::vector<uint8_t>(stream.getData(), stream.getData() + stream.getLength()));
+              writtenBytes([&](QVIOStreamWriter<true>& writer) { return packet.write(writer); }));
     long long offset = 0, length = 0;
     EXPECT_FALSE(packet.getDiskOffset(offset, length));
 }

@@ -104,13 +104,9 @@ TEST(PacketDBVersion, FileHeaderBytes) {
     EXPECT_EQ(2006u, refused({'t', 'v', 'x', 'D', 3, 4, 0, 'a'}));
     EXPECT_EQ(2001u, refused({'t', 'v', 'x', 'd', 3, 4, 0}));
 
-    QVIODynamicMemStream out;
-    ASSERT_EQ(0u, out.initialize(16));
-    ASSERT_EQ(0u, out.open());
-    QVIOStreamWriter<true> writer(out);
-    EXPECT_EQ(0u, XR3Version::getAlphaVersion().write(writer));
     EXPECT_EQ((std::vector<uint8_t>{'t', 'v', 'x', 'd', 3, 0, 26, 'u'}),
-              std::vector<uint8_t>(out.getData(), out.getData() + out.getLength()));
+              TavixFixture::writtenBytes(
+                  [](QVIOStreamWriter<true>& writer) { return XR3Version::getAlphaVersion().write(writer); }));
 }
 
 // ------------------------------------------------------------- header bytes

@@ -3,28 +3,25 @@
 #include <algorithm>
 #include <vector>
 
-#include "xr3_imageInfo.h"
+#include "tavix_geometryInfo.h"
 #include "xr3_planeData.h"
 
 using namespace Orvanetics;
 
-TEST(XR3PlaneDesc, DefaultIsAllOnesAndInvalid) {
-    const XR3PlaneDesc desc;
-    EXPECT_EQ(desc.subblock, 0xFFFFFFFFu);
-    EXPECT_EQ(desc.component, 0xFFFFu);
-    EXPECT_EQ(desc.subband, 0xFFu);
-    EXPECT_EQ(desc.plane, 0xFFu);
-    EXPECT_TRUE(desc.isInvalidated());
-    EXPECT_FALSE(XR3PlaneDesc(0, 0, 0, 0).isInvalidated());
-}
-
-TEST(XR3PlaneDesc, IndexPacksSubbandSubblockComponentPlane) {
+TEST(XR3PlaneDesc, IndexBytesTextAndDefault) {
     const XR3PlaneDesc desc(0x12, 0x3456789A, 0xBCDE, 0x1F);
     EXPECT_EQ(desc.to_index(), 0x123456789ABCDE1Full);
     EXPECT_EQ(XR3PlaneDesc::from_index(desc.to_index()), desc);
-    EXPECT_EQ(XR3PlaneDesc(1, 0, 0, 0).to_index(), 1ull << 56);
-    EXPECT_EQ(XR3PlaneDesc(0, 1, 0, 0).to_index(), 1ull << 24);
-    EXPECT_EQ(XR3PlaneDesc(0, 0, 1, 0).to_index(), 1ull << 8);
+    uint8_t bytes[XR3PlaneDesc::kByteSize];
+    desc.toBytes(bytes);
+    const uint8_t expected[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0x1F};
+    EXPECT_TRUE(std::equal(bytes, bytes + 8, expected));
+    EXPECT_EQ(XR3PlaneDesc::fromBytes(bytes), desc);
+    EXPECT_EQ(XR3PlaneDesc(5, 1234, 2, 17).tostring(), "<5.1234.2.17>");
+    // The default is all ones, and invalid.
+    EXPECT_EQ(XR3PlaneDesc().tostring(), "<255.-1.65535.255>");
+    EXPECT_TRUE(XR3PlaneDesc().isInvalidated());
+    EXPECT_FALSE(XR3PlaneDesc(0, 0, 0, 0).isInvalidated());
 }
 
 TEST(XR3PlaneDesc, CompareOrdersSubbandFirstThenSubblockComponentPlane) {
@@ -37,26 +34,15 @@ TEST(XR3PlaneDesc, CompareOrdersSubbandFirstThenSubblockComponentPlane) {
     };
     for (size_t i = 0; i < ascending.size(); ++i) {
         for (size_t j = 0; j < ascending.size(); ++j) {
-            const int expected = i < j ? -1 : (i > j ? 1 : 0);
-            EXPECT_EQ(ascending[i].compare(ascending[j]), expected) << i << " vs " << j;
+            EXPECT_EQ(ascending[i].compare(ascending[j]), i < j ? -1 : (i > j ? 1 : 0)) << i << " vs " << j;
             EXPECT_EQ(ascending[i] < ascending[j], i < j);
         }
     }
 }
 
-TEST(XR3PlaneDesc, TextFormIsSubbandSubblockComponentPlane) {
-    EXPECT_EQ(XR3PlaneDesc(5, 1234, 2, 17).tostring(), "<5.1234.2.17>");
-    EXPECT_EQ(XR3PlaneDesc().tostring(), "<255.-1.65535.255>");
-}
-
 TEST(XR3PlaneDesc, ValidityIsCheckedAgainstTheImage) {
-    XR3ImageInfo info;
-    info.width = 100;
-    info.height = 70;
-    info.numLevels = 1;
+    XR3ImageInfo info = makeGeometryInfo(100, 70, 32, 1);
     info.numBands = 2;
-    info.subblockSize = 32;
-    ASSERT_EQ(info.setup_subbands(), 0u);
     // Subband 4 (HH) is 50 by 35: 2 rows of 2 subblocks.
     EXPECT_TRUE(XR3PlaneDesc(4, 3, 1, 31).isValid(info));
     EXPECT_FALSE(XR3PlaneDesc(4, 4, 1, 31).isValid(info));   // subblock past the subband
@@ -66,31 +52,14 @@ TEST(XR3PlaneDesc, ValidityIsCheckedAgainstTheImage) {
     EXPECT_FALSE(XR3PlaneDesc().isValid(info));
 }
 
-TEST(XR3PlaneDesc, ByteFormIsBigEndianInAddressOrder) {
-    const XR3PlaneDesc desc(0x12, 0x3456789A, 0xBCDE, 0x1F);
-    uint8_t bytes[XR3PlaneDesc::kByteSize];
-    desc.toBytes(bytes);
-    const uint8_t expected[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0x1F};
-    EXPECT_TRUE(std::equal(bytes, bytes + 8, expected));
-    EXPECT_EQ(XR3PlaneDesc::fromBytes(bytes), desc);
-}
-
-TEST(XR3PlaneData, FlagValuesAndPresenceReset) {
-    EXPECT_EQ(kXR3PlaneBypass, 0x02);
-    EXPECT_EQ(kXR3PlaneOwned, 0x04);
-    EXPECT_EQ(kXR3PlanePresent, 0x40);
-    EXPECT_EQ(kXR3PlaneMSEValid, 0x80);
+TEST(XR3PlaneData, OwnershipOfAllocatedAndExternalBytes) {
     EXPECT_EQ(XR3PlaneData::withoutPresence(0xC6), 0x06);
     EXPECT_EQ(XR3PlaneData::withoutPresence(0x3F), 0x3F);
-}
-
-TEST(XR3PlaneData, AllocateOwnsAndClearReleases) {
     XR3PlaneData plane;
     EXPECT_FALSE(plane.isPresent());
     ASSERT_EQ(plane.allocate(10), 0u);
     EXPECT_TRUE(plane.isOwned());
     EXPECT_EQ(plane.length, 10u);
-    ASSERT_NE(plane.buffer, nullptr);
     plane.markPresent(true);
     EXPECT_TRUE(plane.isPresent());
     EXPECT_TRUE(plane.isBypass());
@@ -100,23 +69,24 @@ TEST(XR3PlaneData, AllocateOwnsAndClearReleases) {
     EXPECT_EQ(plane.buffer, nullptr);
     EXPECT_EQ(plane.length, 0u);
     EXPECT_EQ(plane.flags, 0);
-}
 
-TEST(XR3PlaneData, ExternalBytesAreNotOwned) {
     uint8_t bytes[3] = {1, 2, 3};
-    XR3PlaneData plane;
     plane.setExternal(bytes, 3);
     plane.markPresent(false);
     EXPECT_FALSE(plane.isOwned());
     plane.clear();  // must not delete the caller's bytes
     EXPECT_EQ(bytes[2], 3);
+
+    ASSERT_EQ(plane.allocate(0), 0u);
+    XR3PlaneData copy;
+    ASSERT_EQ(copy.copyFrom(plane), 0u);
+    EXPECT_EQ(copy.length, 0u);
 }
 
 TEST(XR3PlaneData, CopyFromIsDeepAndMoveTransfersOwnership) {
     XR3PlaneData source;
     ASSERT_EQ(source.allocate(4), 0u);
-    for (uint8_t i = 0; i < 4; ++i)
-        source.buffer[i] = uint8_t(i + 7);
+    for (uint8_t i = 0; i < 4; ++i) source.buffer[i] = uint8_t(i + 7);
     source.mse = 0x1234;
     source.lockValue = 99;
     source.flags |= kXR3PlaneMSEValid;
@@ -142,13 +112,4 @@ TEST(XR3PlaneData, CopyFromIsDeepAndMoveTransfersOwnership) {
     assigned = std::move(moved);
     EXPECT_EQ(assigned.buffer, bytes);
     EXPECT_EQ(assigned.length, 4u);
-}
-
-TEST(XR3PlaneData, EmptyPlaneCanBeAllocated) {
-    XR3PlaneData plane;
-    ASSERT_EQ(plane.allocate(0), 0u);
-    EXPECT_EQ(plane.length, 0u);
-    XR3PlaneData copy;
-    ASSERT_EQ(copy.copyFrom(plane), 0u);
-    EXPECT_EQ(copy.length, 0u);
 }

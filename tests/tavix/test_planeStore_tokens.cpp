@@ -53,83 +53,52 @@ private:
 
 class TokenPaths : public testing::TestWithParam<bool> {};
 
-TEST_P(TokenPaths, NarrowTokens) {
-    const bool buffered = GetParam();
-    // 1 byte; 2 bytes; 3 bytes; the longest run; a 4-byte token whose last
-    // byte has its top bit set (value bit 26), with data and bypass.
-    ReaderOverBytes r({0x85, 0x25, 0x03, 0x25, 0x83, 0x01, 0x3F, 0xFF, 0xFF, 0xFF, 0xE1, 0x80, 0x80, 0x80},
-                      false, buffered);
-    Token t = r.next();
-    EXPECT_TRUE(t.hasData);
-    EXPECT_FALSE(t.bypass);
-    EXPECT_EQ(5u, t.value);
-    EXPECT_EQ(1u, t.tokenBytes);
-    t = r.next();
-    EXPECT_FALSE(t.hasData);
-    EXPECT_EQ(5u + 3u * 32u, t.value);
-    EXPECT_EQ(2u, t.tokenBytes);
-    t = r.next();
-    EXPECT_EQ(5u + 3u * 32u + 1u * 4096u, t.value);
-    EXPECT_EQ(3u, t.tokenBytes);
-    t = r.next();
-    EXPECT_FALSE(t.hasData);
-    EXPECT_EQ(134217727u, t.value);  // 2^27 - 1
-    EXPECT_EQ(4u, t.tokenBytes);
-    t = r.next();
-    EXPECT_TRUE(t.hasData);
-    EXPECT_TRUE(t.bypass);
-    EXPECT_EQ(67108865u, t.value);  // 2^26 + 1
-    EXPECT_EQ(4u, t.tokenBytes);
-    // A clean end gives an empty token.
-    t = r.next();
-    EXPECT_EQ(0u, t.status);
-    EXPECT_EQ(0u, t.tokenBytes);
-    EXPECT_EQ(0u, t.value);
-    EXPECT_FALSE(t.hasData);
-}
-
-TEST_P(TokenPaths, WideTokens) {
-    const bool buffered = GetParam();
-    ReaderOverBytes r({0x25, 0x81, 0x01, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0xA0, 0x80, 0x80, 0x80, 0x80,
-                       0x80, 0x80, 0x00},
-                      true, buffered);
-    Token t = r.next();
-    EXPECT_FALSE(t.hasData);
-    EXPECT_EQ(5u + 32u + 4096u, t.value);
-    EXPECT_EQ(3u, t.tokenBytes);
-    t = r.next();
-    EXPECT_FALSE(t.hasData);
-    EXPECT_TRUE(t.bypass);
-    EXPECT_EQ((uint64_t(1) << 54) - 1, t.value);
-    EXPECT_EQ(8u, t.tokenBytes);
-    // Eight bytes whose last one continues nowhere, zero value bits: a data token of 0.
-    t = r.next();
-    EXPECT_EQ(0u, t.status);
-    EXPECT_TRUE(t.hasData);
-    EXPECT_EQ(0u, t.value);
-    EXPECT_EQ(8u, t.tokenBytes);
-}
-
-TEST_P(TokenPaths, BrokenTokens) {
-    const bool buffered = GetParam();
-    {
-        // The eighth byte of a wide token may not ask for a ninth.
-        ReaderOverBytes r({0x20, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x01}, true, buffered);
-        EXPECT_EQ(2010u, r.next().status);
-    }
-    {
-        // Cut short after its second byte.
-        ReaderOverBytes r({0x25, 0x83}, false, buffered);
-        EXPECT_EQ(2001u, r.next().status);
-    }
-    {
+TEST_P(TokenPaths, TokensOfEveryLengthAndTheirFaults) {
+    struct Row {
+        const char* what;
+        bool wide;
+        std::vector<uint8_t> bytes;
+        std::vector<Token> tokens;  // read one after the other
+    };
+    const Row rows[] = {
+        // 1 byte; 2 bytes; 3 bytes; the longest run; a 4-byte token whose
+        // last byte has its top bit set (value bit 26), with data and bypass;
+        // a clean end gives an empty token.
+        {"narrow",
+         false,
+         {0x85, 0x25, 0x03, 0x25, 0x83, 0x01, 0x3F, 0xFF, 0xFF, 0xFF, 0xE1, 0x80, 0x80, 0x80},
+         {{0, true, false, 5, 1},
+          {0, false, false, 5 + 3 * 32, 2},
+          {0, false, false, 5 + 3 * 32 + 4096, 3},
+          {0, false, false, 134217727, 4},
+          {0, true, true, 67108865, 4},
+          {0, false, false, 0, 0}}},
+        // The longest wide value; eight bytes whose last continues nowhere,
+        // zero value bits: a data token of 0.
+        {"wide",
+         true,
+         {0x25, 0x81, 0x01, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0xA0, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
+          0x00},
+         {{0, false, false, 5 + 32 + 4096, 3}, {0, false, true, (uint64_t(1) << 54) - 1, 8}, {0, true, false, 0, 8}}},
         // A narrow token stops at four bytes, whatever the third said.
-        ReaderOverBytes r({0x20, 0x80, 0x80, 0xFF, 0x81}, false, buffered);
-        Token t = r.next();
-        EXPECT_EQ(0u, t.status);
-        EXPECT_EQ(4u, t.tokenBytes);
-        EXPECT_EQ(uint64_t(0xFF) << 19, t.value);
-        EXPECT_TRUE(r.next().hasData);
+        {"narrow fourth byte", false, {0x20, 0x80, 0x80, 0xFF, 0x81}, {{0, false, false, uint64_t(0xFF) << 19, 4}, {0, true, false, 1, 1}}},
+        // The eighth byte of a wide token may not ask for a ninth.
+        {"wide ninth byte", true, {0x20, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x01}, {{2010}}},
+        {"cut short", false, {0x25, 0x83}, {{2001}}},
+    };
+    for (const Row& row : rows) {
+        ReaderOverBytes r(row.bytes, row.wide, GetParam());
+        for (size_t i = 0; i < row.tokens.size(); ++i) {
+            SCOPED_TRACE(testing::Message() << row.what << " token " << i);
+            const Token& want = row.tokens[i];
+            const Token got = r.next();
+            ASSERT_EQ(want.status, got.status);
+            if (want.status) continue;
+            EXPECT_EQ(want.hasData, got.hasData);
+            EXPECT_EQ(want.bypass, got.bypass);
+            EXPECT_EQ(want.value, got.value);
+            EXPECT_EQ(want.tokenBytes, got.tokenBytes);
+        }
     }
 }
 

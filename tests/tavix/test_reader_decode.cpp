@@ -309,47 +309,4 @@ TEST(TavixReaderDecode, MagnificationsAboveOneSynthesiseWithoutDetail) {
     reader->release();
 }
 
-// A header may announce a virtual image, a rectangle of the image; the
-// reader shows that rectangle as its whole image, at every magnification.
-// Such a file holds only the coefficients that the rectangle's own
-// coefficient area takes, which leaves the synthesis near the right and
-// lower edges of the rectangle short of detail: exactness is checked in
-// the upper-left quarter, away from those edges.
-TEST(TavixReaderDecode, CroppedHeadersShowTheVirtualImage) {
-    Subject s = rgbSubject(false, TavixFileVersion::XR4);
-    s.width = 70;
-    s.height = 60;
-    s.recipe.numLevels = 3;
-    s.recipe.crop = QVIGeomRect(5, 3, 30, 25);
-    MemFile file(s.write());
-    TavixImageReader* reader = TavixImageReader::create();
-    ASSERT_EQ(0u, reader->initialize(file.stream.get()));
-    EXPECT_EQ(26u, reader->getWidth());
-    EXPECT_EQ(23u, reader->getHeight());
-    EXPECT_EQ(3u, reader->getNumLevels());
-    for (int32_t k : {0, 1, 2, 3}) {
-        SCOPED_TRACE(k);
-        // The virtual image at 2^-k lies in the source at 2^-k, from the projected corner.
-        const std::vector<Plane> reduced = referenceAt(s, k);
-        const uint32_t x0 = 5 >> k, y0 = 3 >> k;
-        uint32_t w = 0, h = 0;
-        const double mag = QVMath::levelToMag(k);
-        ASSERT_EQ(0u, reader->getDimsAtMag(mag, w, h));
-        EXPECT_EQ((26u + (1u << k) - 1) >> k, w);
-        std::vector<Plane> reference;
-        for (const Plane& plane : reduced) {
-            Plane window(w, h);
-            for (uint32_t y = 0; y < h; ++y)
-                for (uint32_t x = 0; x < w; ++x) window.at(x, y) = plane.at(x0 + x, y0 + y);
-            reference.push_back(window);
-        }
-        std::unique_ptr<QVISceneBuffer> buffer;
-        ASSERT_EQ(0u, readScene(*reader, QVIScene(0, 0, w, h, mag), buffer));
-        const QVIScene quarter(0, 0, (w + 1) / 2, (h + 1) / 2, mag);
-        ASSERT_EQ(0u, readScene(*reader, quarter, buffer));
-        expectScene(s, reference, *buffer, quarter);
-    }
-    reader->release();
-}
-
 }  // namespace

@@ -181,9 +181,7 @@ void keepCroppedCoefficients(Pyramid& bands, int levels, const FullCrop& crop) {
 // the crop's corner brought to that scale, clipped to the image there, and
 // clamped to the sample type.
 Grid expectedVirtual(const CropCase& c, const Pyramid& bands, int k) {
-    const int reduction = c.scale + k;
-    Grid image = synthesise(bands, c.levels, c.width, c.height, std::max(reduction, 0));
-    for (int r = reduction; r < 0; ++r) image = enlarge(image);
+    const Grid image = synthesiseAtScale(bands, c.levels, c.width, c.height, c.scale + k);
     const QVIGeomRect crop = c.virtualRect();
     const auto corner = [k](int64_t v) { return k >= 0 ? v >> k : v << -k; };
     const auto size = [k](int64_t v) { return k >= 0 ? (v + (int64_t(1) << k) - 1) >> k : v << -k; };
@@ -231,6 +229,18 @@ void expectGrid(const Grid& want, const Grid& got) {
     EXPECT_EQ(0, mismatches);
 }
 
+// The file of a case over `image`, open in a reader.
+struct OpenedCase {
+    std::vector<uint8_t> bytes;
+    std::unique_ptr<QVIOMemStream> stream;
+    TavixImageReader* reader = TavixImageReader::create();
+
+    OpenedCase(const CropCase& c, const Grid& image) : bytes(writeCropped(c, image)), stream(openMemStream(bytes)) {
+        EXPECT_EQ(0u, reader->initialize(stream.get()));
+    }
+    ~OpenedCase() { reader->release(); }
+};
+
 // Decodes the file of each case at every magnification of its virtual
 // image and at twice its size, whole and its lower right part, against
 // `expected(case, full pyramid, k)`.
@@ -239,10 +249,8 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
     for (const CropCase& c : cases) {
         SCOPED_TRACE(c.what);
         const Grid image = sourceImage(c.width, c.height, uint32_t(c.width * 7 + c.height));
-        std::vector<uint8_t> bytes = writeCropped(c, image);
-        auto stream = openMemStream(bytes);
-        TavixImageReader* reader = TavixImageReader::create();
-        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        OpenedCase opened(c, image);
+        TavixImageReader* reader = opened.reader;
         EXPECT_EQ(uint32_t(c.virtualRect().getWidth()), reader->getWidth());
         EXPECT_EQ(uint32_t(c.virtualRect().getHeight()), reader->getHeight());
         EXPECT_EQ(uint32_t(c.levels - c.scale), reader->getNumLevels());
@@ -261,7 +269,6 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
             if (x0 < w && y0 < h)
                 expectGrid(window(want, x0, y0, w - x0, h - y0), decodeScene(*reader, k, x0, y0, w - x0, h - y0));
         }
-        reader->release();
     }
 }
 
@@ -315,10 +322,8 @@ TEST(RulesCrop, DeepLevelCountsDecodeWhileTheLevelHasThreeSamples) {
     for (const CropCase& c : cases) {
         SCOPED_TRACE(c.what);
         const Grid image = sourceImage(c.width, c.height, 5);
-        std::vector<uint8_t> bytes = writeCropped(c, image);
-        auto stream = openMemStream(bytes);
-        TavixImageReader* reader = TavixImageReader::create();
-        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        OpenedCase opened(c, image);
+        TavixImageReader* reader = opened.reader;
         const Pyramid bands = analyse(image, c.levels);
         for (int k = -1; k <= c.levels; ++k) {
             SCOPED_TRACE(testing::Message() << "2^-" << k);
@@ -332,7 +337,6 @@ TEST(RulesCrop, DeepLevelCountsDecodeWhileTheLevelHasThreeSamples) {
                 EXPECT_EQ(2009u, reader->read(QVIScene(0, 0, w, h, mag), buffer));
             }
         }
-        reader->release();
     }
 }
 
@@ -348,10 +352,8 @@ TEST(RulesCrop, DegenerateCropsReadOrFailWithAStatus) {
     for (const CropCase& c : cases) {
         SCOPED_TRACE(c.what);
         const Grid image = sourceImage(c.width, c.height, 9);
-        std::vector<uint8_t> bytes = writeCropped(c, image);
-        auto stream = openMemStream(bytes);
-        TavixImageReader* reader = TavixImageReader::create();
-        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        OpenedCase opened(c, image);
+        TavixImageReader* reader = opened.reader;
         for (int k = -1; k <= c.levels - c.scale; ++k) {
             const double mag = QVMath::levelToMag(k);
             uint32_t w = 0, h = 0;
@@ -360,7 +362,6 @@ TEST(RulesCrop, DegenerateCropsReadOrFailWithAStatus) {
             const QVStatus status = reader->read(QVIScene(0, 0, w, h, mag), buffer);
             EXPECT_TRUE(status == 0 || status == 2009u) << "2^-" << k << ": " << status;
         }
-        reader->release();
     }
 }
 

@@ -170,6 +170,22 @@ Bytes imageFile(const Planeset& planeset, bool mse) {
     return bytes;
 }
 
+// All planes in one data-first unit.
+Planeset oneUnit(const HeaderStyle& style, bool mse) {
+    return {style, 2, dataFirst(style, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})};
+}
+
+// Raster blocks of one subblock row each, every unit's tokens covering
+// exactly its own subblocks, runs cut at subblock ends: the first unit ends
+// with its empty subblock 1 (20 02, run 64), behind its last payload. Second
+// unit: 23 01 run 35, C1, 1C run 28, 1F run 31, A8 01, 20 01.
+Planeset rasterRows(const HeaderStyle& style, bool mse) {
+    return {style, 3,
+            dataFirst(style, true,
+                      {{payloads({0, 1, 2}, mse), {0x05, 0x81, 0x82, 0x38, 0x01, 0x81, 0x20, 0x02}},
+                       {payloads({3, 4}, mse), {0x23, 0x01, 0xC1, 0x1C, 0x1F, 0xA8, 0x01, 0x20, 0x01}}})};
+}
+
 struct Sample {
     const char* name;
     std::function<Planeset(bool mse)> make;
@@ -177,34 +193,11 @@ struct Sample {
 
 const Sample kSamples[] = {
     {"InterleavedNarrow", [](bool mse) { return Planeset{kNarrowPlain, 0, interleaved(mse)}; }},
-    {"DataFirstNarrow",
-     [](bool mse) {
-         return Planeset{kNarrowPlain, 2, dataFirst(kNarrowPlain, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})};
-     }},
-    {"DataFirstNarrowOddHeader",
-     [](bool mse) {
-         return Planeset{kNarrowOdd, 2, dataFirst(kNarrowOdd, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})};
-     }},
-    {"DataFirstWide",
-     [](bool mse) { return Planeset{kWide, 2, dataFirst(kWide, false, {{payloads({0, 1, 2, 3, 4}, mse), kTokens}})}; }},
-    // Raster blocks of one subblock row each, every unit's tokens covering
-    // exactly its own subblocks, runs cut at subblock ends: the first unit
-    // ends with its empty subblock 1 (20 02, run 64), behind its last payload.
-    // Second unit: 23 01 run 35, C1, 1C run 28, 1F run 31, A8 01, 20 01.
-    {"RasterRowsWide",
-     [](bool mse) {
-         return Planeset{kWide, 3,
-                         dataFirst(kWide, true,
-                                   {{payloads({0, 1, 2}, mse), {0x05, 0x81, 0x82, 0x38, 0x01, 0x81, 0x20, 0x02}},
-                                    {payloads({3, 4}, mse), {0x23, 0x01, 0xC1, 0x1C, 0x1F, 0xA8, 0x01, 0x20, 0x01}}})};
-     }},
-    {"RasterRowsNarrow",
-     [](bool mse) {
-         return Planeset{kNarrowPlain, 3,
-                         dataFirst(kNarrowPlain, true,
-                                   {{payloads({0, 1, 2}, mse), {0x05, 0x81, 0x82, 0x38, 0x01, 0x81, 0x20, 0x02}},
-                                    {payloads({3, 4}, mse), {0x23, 0x01, 0xC1, 0x1C, 0x1F, 0xA8, 0x01, 0x20, 0x01}}})};
-     }},
+    {"DataFirstNarrow", [](bool mse) { return oneUnit(kNarrowPlain, mse); }},
+    {"DataFirstNarrowOddHeader", [](bool mse) { return oneUnit(kNarrowOdd, mse); }},
+    {"DataFirstWide", [](bool mse) { return oneUnit(kWide, mse); }},
+    {"RasterRowsWide", [](bool mse) { return rasterRows(kWide, mse); }},
+    {"RasterRowsNarrow", [](bool mse) { return rasterRows(kNarrowPlain, mse); }},
     // One unit per subblock, the empty one included: the first ends right
     // behind its last data token.
     {"RasterEverySubblock",
@@ -348,7 +341,7 @@ TEST(HandLaidPlanesetRefusals, PlanesetVersionsOtherThanZeroZeroAndZeroOne) {
     // Same bytes, version bytes 00 02 and 01 00: the planeset packet refuses
     // to be read (2006), and the image has no planes to open.
     for (const Bytes& version : {Bytes{0x00, 0x02}, Bytes{0x01, 0x00}}) {
-        Bytes file = imageFile({kWide, 2, dataFirst(kWide, false, {{payloads({0, 1, 2, 3, 4}, false), kTokens}})}, false);
+        Bytes file = imageFile(oneUnit(kWide, false), false);
         const Bytes wideHeader = {0x44, 0x03, 0x00, 0x01};
         auto at = std::search(file.begin(), file.end(), wideHeader.begin(), wideHeader.end());
         ASSERT_NE(file.end(), at);

@@ -1,7 +1,7 @@
-// The pipelined synthesis against a whole-array synthesis written from the
-// filter's rules: random pyramids of odd and even sizes and 0 to 8 levels,
-// whole scenes and odd sub-rectangles, every reduction, enlargement with
-// zero detail, strips of any height, and the rounding divisions.
+// The pipelined synthesis against the whole-array model of rules_reference.h:
+// random pyramids of odd and even sizes and 0 to 8 levels, whole scenes and
+// odd sub-rectangles, every reduction, enlargement with zero detail, strips
+// of any height, and the rounding divisions.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -9,6 +9,7 @@
 
 #include "qvi_pixel.h"
 #include "qvi_sceneBuffer.h"
+#include "rules_reference.h"
 #include "tavix_forwardTransform.h"
 #include "tavix_waveletPyramid.h"
 #include "xr3_pipe.h"
@@ -17,13 +18,14 @@
 
 using namespace Orvanetics;
 using namespace WaveletDecoderTest;
+using TestSupport::divideTiesToEven;
 
 namespace {
 
 // Decodes rect at scale into 32-bit samples, in strips of random heights,
-// and compares every band with the reference.
-void expectMatchesReference(const Pyramid& pyramid, PyramidClient& client, const std::vector<Plane>& reference,
-                            int32_t scale, const QVIGeomRect& rect, uint32_t threads, std::mt19937& rng) {
+// and compares every band with the model.
+void expectMatchesReference(const Pyramid& pyramid, PyramidClient& client, int32_t scale, const QVIGeomRect& rect,
+                            uint32_t threads, std::mt19937& rng) {
     DecodeBase base(pyramid.info, client, nullptr, threads);
     const int64_t w = sizeAtScale(pyramid.info.width, scale), h = sizeAtScale(pyramid.info.height, scale);
     const uint16_t bands = pyramid.info.numBands;
@@ -41,7 +43,7 @@ void expectMatchesReference(const Pyramid& pyramid, PyramidClient& client, const
     }
     EXPECT_EQ(0u, decoder->end());
     for (uint16_t b = 0; b < bands; ++b) {
-        const Plane& expected = reference[b];
+        const Plane expected = RulesReference::synthesiseBand(pyramid, b, scale);
         ASSERT_EQ(w, expected.width);
         ASSERT_EQ(h, expected.height);
         for (int32_t y = rect.y0; y <= rect.y1; ++y)
@@ -52,18 +54,13 @@ void expectMatchesReference(const Pyramid& pyramid, PyramidClient& client, const
     }
 }
 
-std::vector<Plane> references(const Pyramid& pyramid, int32_t scale) {
-    std::vector<Plane> out;
-    for (uint16_t b = 0; b < pyramid.info.numBands; ++b) out.push_back(pyramid.reference(b, scale));
-    return out;
-}
-
 QVIGeomRect randomRect(int64_t w, int64_t h, std::mt19937& rng) {
     const int32_t x0 = int32_t(rng() % w), y0 = int32_t(rng() % h);
-    const int32_t x1 = x0 + int32_t(rng() % (w - x0)), y1 = y0 + int32_t(rng() % (h - y0));
-    return QVIGeomRect(x0, y0, x1, y1);
+    return QVIGeomRect(x0, y0, x0 + int32_t(rng() % (w - x0)), y0 + int32_t(rng() % (h - y0)));
 }
 
+// Every scale from minScale on whose image has 3 rows and columns: the whole
+// image and a few random rectangles.
 void checkAllScales(const PyramidShape& shape, uint32_t seed, int32_t minScale, int rectsPerScale) {
     const Pyramid pyramid = makePyramid(shape, seed);
     PyramidClient client(pyramid);
@@ -71,11 +68,9 @@ void checkAllScales(const PyramidShape& shape, uint32_t seed, int32_t minScale, 
     for (int32_t scale = minScale; scale <= int32_t(shape.numLevels); ++scale) {
         const int64_t w = sizeAtScale(shape.width, scale), h = sizeAtScale(shape.height, scale);
         if (w < 3 || h < 3) continue;
-        const std::vector<Plane> reference = references(pyramid, scale);
-        expectMatchesReference(pyramid, client, reference, scale, QVIGeomRect(0, 0, int32_t(w - 1), int32_t(h - 1)),
-                               1, rng);
+        expectMatchesReference(pyramid, client, scale, QVIGeomRect(0, 0, int32_t(w - 1), int32_t(h - 1)), 1, rng);
         for (int i = 0; i < rectsPerScale; ++i)
-            expectMatchesReference(pyramid, client, reference, scale, randomRect(w, h, rng), 1 + i % 2, rng);
+            expectMatchesReference(pyramid, client, scale, randomRect(w, h, rng), 1 + i % 2, rng);
         if (::testing::Test::HasFailure()) return;
     }
 }
@@ -85,10 +80,10 @@ void checkAllScales(const PyramidShape& shape, uint32_t seed, int32_t minScale, 
 TEST(WaveletRounding, ExamplesAndTiesToEven) {
     EXPECT_EQ(0, round2(-1));
     EXPECT_EQ(2, round2(3));
+    EXPECT_EQ(-2, round2(-3));
     EXPECT_EQ(0, round4(2));
     EXPECT_EQ(2, round4(6));
     EXPECT_EQ(-2, round4(-6));
-    EXPECT_EQ(-2, round2(-3));
     for (int32_t s = -100000; s <= 100000; ++s) {
         ASSERT_EQ(divideTiesToEven(s, 2), round2(s)) << s;
         ASSERT_EQ(divideTiesToEven(s, 4), round4(s)) << s;
@@ -101,59 +96,33 @@ TEST(WaveletRounding, ExamplesAndTiesToEven) {
 
 TEST(WaveletSynthesis, SmallImagesOfEveryShapeAndLevelCount) {
     uint32_t seed = 1;
-    for (uint32_t width : {3u, 4u, 5u, 6u, 7u, 9u, 12u, 17u})
+    for (uint32_t width : {3u, 4u, 5u, 6u, 9u, 17u})
         for (uint32_t height : {3u, 4u, 5u, 8u, 11u})
-            for (uint8_t levels : {0, 1, 2, 3, 5, 8}) {
-                PyramidShape shape;
-                shape.width = width;
-                shape.height = height;
-                shape.numLevels = levels;
-                shape.subblockSize = 4;
-                checkAllScales(shape, seed++, -1, 2);
+            for (uint8_t levels : {0, 1, 2, 3, 8}) {
+                checkAllScales({.width = width, .height = height, .numLevels = levels, .subblockSize = 4}, seed++,
+                               -1, 2);
                 if (HasFailure()) return;
             }
 }
 
-TEST(WaveletSynthesis, LargerImagesAndSubblockSizes) {
-    struct Case {
-        uint32_t width, height;
-        uint8_t levels;
-        uint16_t subblockSize, bands;
+TEST(WaveletSynthesis, LargerImagesBandsAndSubblockSizes) {
+    const PyramidShape shapes[] = {
+        {.width = 100, .height = 37, .numLevels = 3, .numBands = 2, .subblockSize = 16},
+        {.width = 129, .height = 130, .numLevels = 4, .subblockSize = 32},
+        {.width = 64, .height = 64, .numLevels = 6, .numBands = 3, .subblockSize = 8},
+        {.width = 300, .height = 300, .numLevels = 5, .subblockSize = 64},
+        {.width = 255, .height = 33, .numLevels = 8, .subblockSize = 16},
+        {.width = 37, .height = 200, .numLevels = 2, .numBands = 2, .subblockSize = 7},
     };
-    const Case cases[] = {{100, 37, 3, 16, 2}, {129, 130, 4, 32, 1}, {64, 64, 6, 8, 3},
-                          {300, 300, 5, 64, 1}, {255, 33, 8, 16, 1}, {37, 200, 2, 7, 2}};
     uint32_t seed = 100;
-    for (const Case& c : cases) {
-        PyramidShape shape;
-        shape.width = c.width;
-        shape.height = c.height;
-        shape.numLevels = c.levels;
-        shape.subblockSize = c.subblockSize;
-        shape.numBands = c.bands;
+    for (const PyramidShape& shape : shapes) {
         checkAllScales(shape, seed++, -2, 3);
         if (HasFailure()) return;
     }
 }
 
-TEST(WaveletSynthesis, NoLevelsGivesSubbandZero) {
-    PyramidShape shape;
-    shape.width = 10;
-    shape.height = 7;
-    shape.numLevels = 0;
-    const Pyramid pyramid = makePyramid(shape, 5);
-    const Plane expected = pyramid.band(0, 0);
-    EXPECT_EQ(0, std::memcmp(expected.v.data(), pyramid.reference(0, 0).v.data(), expected.v.size() * 8));
-    std::mt19937 rng(5);
-    PyramidClient client(pyramid);
-    expectMatchesReference(pyramid, client, references(pyramid, 0), 0, QVIGeomRect(0, 0, 9, 6), 1, rng);
-}
-
 TEST(WaveletSynthesis, ScenesTooSmallOrOutsideGiveNoDecoder) {
-    PyramidShape shape;
-    shape.width = 20;
-    shape.height = 9;
-    shape.numLevels = 3;
-    const Pyramid pyramid = makePyramid(shape, 9);
+    const Pyramid pyramid = makePyramid({.width = 20, .height = 9, .numLevels = 3}, 9);
     PyramidClient client(pyramid);
     DecodeBase base(pyramid.info, client, nullptr, 1);
     // 9 rows at scale 2 are 3 rows: still decodable; at scale 3 only 2.
@@ -174,60 +143,59 @@ TEST(WaveletPipe, StagesAndColumnSupport) {
     EXPECT_EQ(7u, Pipe::create(QVIGeomRect(0, 0, 9, 9), 5, 20, 20, 1, -2)->getNumStages());
     EXPECT_EQ(0u, Pipe::create(QVIGeomRect(0, 0, 2, 2), 5, 3, 3, 1, 5)->getNumStages());
 
-    // Inside the image: columns 5..10 need 3..11 of the interleaved row.
+    struct Row {
+        const char* what;
+        PipeColumnSupport got;
+        int64_t bufferStart, bufferEnd;
+        uint32_t leftPad, rightPad;
+        int64_t lowFirst, lowLast, highFirst, highLast;
+    };
+    // Inside: columns 5..10 need 3..11 of the interleaved row; at both edges
+    // of an even width one mirrored column left and two right; at the right
+    // edge of an odd width one, and the high band is one shorter.
     const std::vector<PipeColumnSupport> inner = Pipe::getSupport(5, 10, 20, 2);
     ASSERT_EQ(2u, inner.size());
-    EXPECT_EQ(3, inner[0].bufferStart);
-    EXPECT_EQ(11, inner[0].bufferEnd);
-    EXPECT_EQ(0u, inner[0].leftPad + inner[0].rightPad);
-    EXPECT_EQ(2, inner[0].low.first);
-    EXPECT_EQ(5, inner[0].low.last);
-    EXPECT_EQ(1, inner[0].high.first);
-    EXPECT_EQ(5, inner[0].high.last);
     EXPECT_EQ(1, inner[1].bufferStart);
     EXPECT_EQ(7, inner[1].bufferEnd);
     EXPECT_EQ(10u, inner[1].width);
-
-    // Both edges of an even width: one mirrored column left, two right.
-    const PipeColumnSupport even = Pipe::getSupport(0, 19, 20, 1)[0];
-    EXPECT_EQ(-1, even.bufferStart);
-    EXPECT_EQ(21, even.bufferEnd);
-    EXPECT_EQ(1u, even.leftPad);
-    EXPECT_EQ(2u, even.rightPad);
-    EXPECT_EQ(9, even.low.last);
-    EXPECT_EQ(9, even.high.last);
-    // An odd width: one mirrored column right; the high band is one shorter.
-    const PipeColumnSupport odd = Pipe::getSupport(3, 20, 21, 1)[0];
-    EXPECT_EQ(1, odd.bufferStart);
-    EXPECT_EQ(21, odd.bufferEnd);
-    EXPECT_EQ(1u, odd.rightPad);
-    EXPECT_EQ(10, odd.low.last);
-    EXPECT_EQ(9, odd.high.last);
+    const Row rows[] = {
+        {"inner", inner[0], 3, 11, 0, 0, 2, 5, 1, 5},
+        {"even width", Pipe::getSupport(0, 19, 20, 1)[0], -1, 21, 1, 2, 0, 9, 0, 9},
+        {"odd width", Pipe::getSupport(3, 20, 21, 1)[0], 1, 21, 0, 1, 1, 10, 0, 9},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.what);
+        EXPECT_EQ(r.bufferStart, r.got.bufferStart);
+        EXPECT_EQ(r.bufferEnd, r.got.bufferEnd);
+        EXPECT_EQ(r.leftPad, r.got.leftPad);
+        EXPECT_EQ(r.rightPad, r.got.rightPad);
+        EXPECT_EQ(r.lowFirst, r.got.low.first);
+        EXPECT_EQ(r.lowLast, r.got.low.last);
+        EXPECT_EQ(r.highFirst, r.got.high.first);
+        EXPECT_EQ(r.highLast, r.got.high.last);
+    }
 }
 
 // The test-side writer's analysis is the exact inverse of the synthesis rule,
-// so lossless files made by it must decode to their source: checked here on
-// the whole-array synthesis for random images of many odd and even shapes.
+// so lossless files made by it must decode to their source: checked on the
+// whole-array model for random images of odd and even shapes.
 TEST(WaveletSynthesis, ForwardTransformThenSynthesisIsTheIdentity) {
     std::mt19937 rng(5);
     std::uniform_int_distribution<int32_t> value(-300, 300);
-    const uint32_t sizes[] = {2, 3, 4, 5, 8, 9, 17, 33, 64, 100, 129, 300};
+    const uint32_t sizes[] = {2, 3, 4, 5, 9, 17, 64, 129};
     for (uint32_t w : sizes)
         for (uint32_t h : sizes) {
-            if (w * h > 20000 && w != h) continue;  // keep the big ones to squares
             const uint32_t maxLevels = std::min(8u, XR3ImageInfo::calcMaxNLev(w, h));
             for (uint32_t levels = 0; levels <= maxLevels; ++levels) {
                 TavixFixture::CoefficientPlane image(w, h);
                 for (int32_t& v : image.values) v = value(rng);
-                const TavixFixture::WaveletBands analysed = TavixFixture::forwardTransform(image, levels);
-                Pyramid pyramid;
-                pyramid.info = TavixFixture::makeImageInfo(w, h, uint8_t(levels), 1, 16);
-                for (const TavixFixture::CoefficientPlane& subband : analysed.subbands) {
-                    Plane plane(subband.width, subband.height);
-                    std::copy(subband.values.begin(), subband.values.end(), plane.v.begin());
-                    pyramid.bands.push_back({std::move(plane)});
+                RulesReference::Pyramid bands;
+                for (const TavixFixture::CoefficientPlane& subband :
+                     TavixFixture::forwardTransform(image, levels).subbands) {
+                    bands.emplace_back(subband.width, subband.height);
+                    std::copy(subband.values.begin(), subband.values.end(), bands.back().v.begin());
                 }
-                const Plane back = pyramid.reference(0, 0);
+                const Plane back = RulesReference::synthesise(bands, int(levels), w, h);
                 ASSERT_TRUE(std::equal(image.values.begin(), image.values.end(), back.v.begin(), back.v.end()))
                     << w << "x" << h << ", " << levels << " levels";
             }
