@@ -260,7 +260,7 @@ TEST(RawReaderStream, CallersStreamIsReadWithAtMostOneSeekPerRowAndFailuresRetur
         const QVIPixel pixel(QVI_COLORSPACE_RGB, 3, QVI_DATATYPE_FLOAT32);
         ASSERT_EQ(reader->initialize(&stream, pixel, g.width, g.height, false), 0u);
         EXPECT_EQ(reader->getSourceName(), stream.getID());
-        if (layout == QVI_LAYOUT_BIL) {
+        if (layout == QVI_LAYOUT_BIP) {
             // Skip bytes that the size check can't see (a stream of unknown length)
             // fail the read, which closes the stream.
             QVIRawImageReader* failing = makeReader(g);

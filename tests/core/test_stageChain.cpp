@@ -109,6 +109,7 @@ TEST(StageOwnership, ChangingThePreviousStageMovesTheReference)
     EXPECT_EQ(b->getReferenceCount(), 1);
     // Without a previous stage a filter answers empty.
     EXPECT_EQ(filter->getWidth(), 0u);
+    EXPECT_EQ(filter->getNumBands(), 0);
     EXPECT_EQ(filter->getModifications(QVIScene(0, 0, 1, 1, 1.0)), 0x1u);
     EXPECT_EQ(filter->getMetadata().getIndexCount(), 0u);
     EXPECT_EQ(filter->overrideMetadata(nullptr), 7u);
@@ -375,4 +376,6 @@ TEST(StageManager, StatusFormServesThePointerFormAndNamePairsEachOther)
     ASSERT_EQ(manager->getSupportFileBaseName(0, base), 0u);
     EXPECT_EQ(base.getPath(), "tile0");
     EXPECT_EQ(manager->getSupportFileBaseName(1, base), 1u);
+    manager->setNumImages(3);
+    EXPECT_EQ(manager->getNumImages(), 3u);
 }

@@ -111,6 +111,13 @@ TEST(WriterFrame, InterruptEndsTheReadAndRemovesTheOutput)
     EXPECT_EQ(stage->getFullScene(), QVIScene()) << "the stage's read was ended";
     EXPECT_FALSE(std::filesystem::exists(dir + "/out.bin"));
     EXPECT_FALSE(std::filesystem::exists(dir + "/out.bnw")) << "nor its world file";
+
+    // An interrupt before the first strip reads nothing.
+    CoreTest::CountingInterrupt atOnce(1, 51501);
+    writer.setInterruptDelegate(&atOnce);
+    EXPECT_EQ(writer.write(QVIScene(0, 0, 12, 50, 1.0)), 51501u);
+    EXPECT_EQ(writer.strips.size(), 2u);
+    EXPECT_EQ(writer.deletes, 2);
     stage->release();
 }
 
