@@ -1,11 +1,10 @@
 // The tools on raster files made by other software, with GDAL's decode as
 // the oracle: qvdecode writes GDAL's pixels and its georeference (moved to
-// pixel centres), qvinfo reports GDAL's sizes.
+// pixel centres).
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
-#include <map>
 
 #include "rasters_support.h"
 #include "test_paths.h"
@@ -90,24 +89,6 @@ TEST_F(ToolsTestData, RegionOfAFileIsThatPartOfGdalsPixels)
             expected.insert(expected.end(), first, first + size_t(cols) * oracle.sampleBytes);
         }
     EXPECT_TRUE(RastersTest::readBytes(output) == expected);
-}
-
-TEST_F(ToolsTestData, InfoReportsGdalsSizes)
-{
-    if (!hasPython3())
-        GTEST_SKIP() << "python3 is not on PATH";
-    for (const char* name : kDecodable) {
-        RastersTest::GdalImage oracle;
-        ASSERT_TRUE(RastersTest::readOracle(oracleBase(name), oracle)) << name;
-        const ToolRun run = runTool(QVINFO_PATH, {"--json", rawFile(name)});
-        ASSERT_EQ(run.exitCode, 0) << name << ": " << run.err;
-        std::map<std::string, std::string> flat;
-        ASSERT_TRUE(flattenJson(run.out, flat)) << name;
-        EXPECT_EQ(flat["width"], std::to_string(oracle.width)) << name;
-        EXPECT_EQ(flat["height"], std::to_string(oracle.height)) << name;
-        EXPECT_EQ(flat["bands"], std::to_string(oracle.bands)) << name;
-        EXPECT_EQ(flat["format"], "\"BBB\"") << name;
-    }
 }
 
 }  // namespace
