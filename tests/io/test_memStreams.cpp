@@ -22,6 +22,16 @@ std::vector<uint8_t> readAll(QVIOStreamInf& stream, uint32_t count) {
 
 const uint8_t* bytesOf(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
 
+// An open growing stream holding the bytes, read from the start.
+std::unique_ptr<QVIODynamicMemStream> dynamicWith(const char* bytes, uint32_t count) {
+    auto stream = std::make_unique<QVIODynamicMemStream>();
+    EXPECT_EQ(stream->initialize(4), 0u);
+    EXPECT_EQ(stream->open(), 0u);
+    EXPECT_EQ(stream->write(bytesOf(bytes), count), count);
+    EXPECT_EQ(stream->seek(0, QVIO_SEEK_BEGIN), 0u);
+    return stream;
+}
+
 // The text read up to the delimiter (null when none came); frees the stream's block.
 std::string readString(QVIOStreamInf& stream, char delimiter) {
     char* text = stream.readString(delimiter);
@@ -184,11 +194,8 @@ TEST(DynamicMemStream, WritingPastTheLengthLeavesAZeroGap) {
 }
 
 TEST(DynamicMemStream, ReadsAtTheLengthSetTheEndFlag) {
-    QVIODynamicMemStream stream;
-    ASSERT_EQ(stream.initialize(8), 0u);
-    ASSERT_EQ(stream.open(), 0u);
-    ASSERT_EQ(stream.write(bytesOf("abcd"), 4), 4u);
-    ASSERT_EQ(stream.seek(0, QVIO_SEEK_BEGIN), 0u);
+    auto owned = dynamicWith("abcd", 4);
+    QVIODynamicMemStream& stream = *owned;
     EXPECT_EQ(readAll(stream, 4).size(), 4u);
     EXPECT_FALSE(stream.isEOF());  // a full read clears it
     EXPECT_EQ(readAll(stream, 1).size(), 0u);
@@ -273,11 +280,8 @@ TEST(DynamicMemStream, DuplicateCopiesTheDataAndDetachHandsOverTheBlock) {
 }
 
 TEST(DynamicMemStream, ReadStringScansTheBlock) {
-    QVIODynamicMemStream stream;
-    ASSERT_EQ(stream.initialize(4), 0u);
-    ASSERT_EQ(stream.open(), 0u);
-    ASSERT_EQ(stream.write(bytesOf("key\0value\0tail"), 14), 14u);
-    ASSERT_EQ(stream.seek(0, QVIO_SEEK_BEGIN), 0u);
+    auto owned = dynamicWith("key\0value\0tail", 14);
+    QVIODynamicMemStream& stream = *owned;
     EXPECT_EQ(readString(stream, '\0'), "key");
     EXPECT_EQ(readString(stream, '\0'), "value");
     EXPECT_EQ(stream.tell(), 10);

@@ -366,30 +366,21 @@ TEST(IFD, TypeWidthsAndSwapping) {
     EXPECT_EQ(swapped(7, 4, 4), std::vector<uint8_t>({1, 2, 3, 4}));
 }
 
-TEST(IFD, TypeWithoutWidthReadsNoData) {
+TEST(IFD, TypeWithoutWidthAndSubDirectoryForms) {
+    // A type without a width reads no data; a sub-directory tag of another
+    // form is an empty sub-directory.
     Bytes b(false);
-    b.raw("II").u16(42).u32(8);
-    b.u16(2);
+    b.raw("II").u16(42).u32(8).u16(4);
     b.u16(256).u16(14).u32(5).u32(0xFFFFFFFF);
     b.u16(257).u16(3).u32(1).u32(9);
+    b.u16(34665).u16(3).u32(1).u32(26);
+    b.u16(34853).u16(4).u32(1).u32(0);
     b.u32(0);
     QVIIFD ifd;
     ASSERT_EQ(readBlob(b.bytes(), ifd), 0u);
     EXPECT_EQ(ifd.findEntry(256)->getCount(), 5u);
     EXPECT_EQ(ifd.findEntry(256)->getData(), nullptr);
     EXPECT_EQ(ifd.findEntry(257)->getValueAsDouble(0), 9.0);
-}
-
-TEST(IFD, SubDirectoryForms) {
-    // A sub-directory tag of another form is an empty sub-directory.
-    Bytes b(false);
-    b.raw("II").u16(42).u32(8);
-    b.u16(2);
-    b.u16(34665).u16(3).u32(1).u32(26);
-    b.u16(34853).u16(4).u32(1).u32(0);
-    b.u32(0);
-    QVIIFD ifd;
-    ASSERT_EQ(readBlob(b.bytes(), ifd), 0u);
     ASSERT_NE(ifd.findEntry(34665)->getSubIFD(), nullptr);
     EXPECT_EQ(ifd.findEntry(34665)->getSubIFD()->getNumEntries(), 0u);
     ASSERT_NE(ifd.findEntry(34853)->getSubIFD(), nullptr);

@@ -209,7 +209,8 @@ TEST(BBBWriter, HeaderLinesComeInTheirOrderWithTheSmallestOfTheMaxima)
         const QVStatus status = QVIBBBImageWriter::writeHeader(QVFileSpec(dir + "/" + name), *stage, scene,
                                                                endian, layout);
         stage->release();
-        return status != 0 ? std::to_string(status) : readText(dir + "/" + QVFileSpec(name).replaceSuffix("hdr").getPath());
+        return status != 0 ? std::to_string(status)
+                           : readText(dir + "/" + QVFileSpec(name).replaceSuffix("hdr").getPath());
     };
     ArrayReader* stage = makeStage(QVI_DATATYPE_UINT16);
     QVIPixel low(stage->getPixelProps());
