@@ -4,6 +4,7 @@
 
 #include <random>
 #include <set>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -167,21 +168,28 @@ TEST(Locator, SupportMatchesBruteForceDependencies) {
     }
 }
 
-TEST(Locator, LevelSupportAtTheEdges) {
+TEST(Locator, LevelSupportAtTheEdgesAndSubbandDirections) {
     int64_t first, last;
     // Touching the right edge of an even size: the high band stops at size - 2.
     XR3SubblockLocator::highBandSupport(6, 9, 10, first, last);
-    EXPECT_EQ(first, 2);
-    EXPECT_EQ(last, 4);
+    EXPECT_EQ((std::pair<int64_t, int64_t>(2, 4)), std::pair(first, last));
     XR3SubblockLocator::lowBandSupport(6, 9, 10, first, last);
-    EXPECT_EQ(first, 3);
-    EXPECT_EQ(last, 4);
+    EXPECT_EQ((std::pair<int64_t, int64_t>(3, 4)), std::pair(first, last));
     // An odd last output reaches the next low and high samples.
     XR3SubblockLocator::lowBandSupport(0, 3, 20, first, last);
     EXPECT_EQ(last, 2);
     XR3SubblockLocator::highBandSupport(0, 3, 20, first, last);
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(last, 2);
+    EXPECT_EQ((std::pair<int64_t, int64_t>(0, 2)), std::pair(first, last));
+
+    // Subband, its level of three and whether it is high across and down.
+    const std::tuple<uint32_t, uint32_t, bool, bool> rows[] = {
+        {0, 3, false, false}, {1, 3, false, false}, {2, 3, true, false}, {7, 2, false, true}, {12, 1, true, true}};
+    for (const auto& [subband, level, highX, highY] : rows) {
+        bool hx = !highX, hy = !highY;
+        EXPECT_EQ(level, XR3SubblockLocator::subbandLevel(subband, 3, hx, hy)) << subband;
+        EXPECT_EQ(highX, hx) << subband;
+        EXPECT_EQ(highY, hy) << subband;
+    }
 }
 
 TEST(Locator, SubbandUseByScale) {
@@ -240,20 +248,6 @@ TEST(Locator, PartialSupport) {
     EXPECT_TRUE(locator.subblockPartiallySupportsScene(0, info.getSubblockIndex(0, 1, 2)));
     EXPECT_FALSE(locator.subblockSupportsScene(0, info.getSubblockIndex(0, 2, 1)));
     EXPECT_TRUE(locator.subblockSupportsScene(XR3PlaneDesc(0, info.getSubblockIndex(0, 1, 2), 0, 5)));
-}
-
-TEST(Locator, SubbandLevelAndDirections) {
-    bool hx, hy;
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(0, 3, hx, hy), 3u);
-    EXPECT_FALSE(hx || hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(1, 3, hx, hy), 3u);
-    EXPECT_FALSE(hx || hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(2, 3, hx, hy), 3u);
-    EXPECT_TRUE(hx && !hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(7, 3, hx, hy), 2u);
-    EXPECT_TRUE(!hx && hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(12, 3, hx, hy), 1u);
-    EXPECT_TRUE(hx && hy);
 }
 
 TEST(Projectors, RectsAndSizes) {
