@@ -388,6 +388,11 @@ TEST(XR3SubblockData, InitTakesSubblockSizeFromTheImage) {
     EXPECT_EQ(data.x1, 21);
     EXPECT_EQ(data.y1, 35);
     EXPECT_EQ(data.numBands, 3);
+    // Again with as many bands: the planes are reused, emptied, for a full subblock.
+    ASSERT_EQ(data.init(info, 8, 0, 3), 0u);
+    EXPECT_EQ(data.width, 64);
+    EXPECT_EQ(data.x1, 63);
+    EXPECT_FALSE(data.hasData());
     EXPECT_EQ(data.init(info, 9, 0, 3), 2009u);
     EXPECT_EQ(data.init(info, 8, last + 1, 3), 2009u);
 }
