@@ -187,8 +187,11 @@ QVStatus DecodeBase::prepareZeroLine(uint32_t width) {
 }
 
 QVStatus DecodeBase::prepareBuffer(CacheEntry& entry, uint32_t bufferWidth) {
-    constexpr size_t kCacheLine = 64, kLineSamples = kCacheLine / sizeof(int32_t);
-    const uint64_t stride = (uint64_t(bufferWidth) + kLineSamples - 1) / kLineSamples * kLineSamples;
+    constexpr size_t kCacheLine = 64, kLineSamples = kCacheLine / sizeof(int32_t), kAliasingSamples = 256;
+    uint64_t stride = (uint64_t(bufferWidth) + kLineSamples - 1) / kLineSamples * kLineSamples;
+    // Rows a multiple of 1 KiB apart share a few cache sets, so a subblock's
+    // rows would evict each other on every plane; a line more spreads them.
+    if (stride % kAliasingSamples == 0) stride += kLineSamples;
     const uint64_t bandSamples = stride * m_subblockSize;
     if (bandSamples > kMaxRowBufferSamples) return xr3Fail(QVI_STS_Tavix_OutOfMemory);
     if (entry.bufferWidth == bufferWidth && entry.bands.size() == m_selectedBands.size()) return 0;

@@ -41,8 +41,9 @@ public:
     DecodeBase& operator=(const DecodeBase&) = delete;
 
     // Points lines[i] (one per selected band) at column firstCol of `row` of
-    // `subband`; the lines are read-only. The pointers stay valid until the next get_line on a
-    // subband of the same level, or invalidateCache. 2009 beyond the subband; 2012 without
+    // `subband`; the lines are read-only. The pointers stay valid until a
+    // get_line asks this subband, or another subband of its level, for a
+    // different row of subblocks, or invalidateCache. 2009 beyond the subband; 2012 without
     // memory; a failure of the plane store, the entropy decoder or the
     // interrupt delegate (2007) as it came.
     QVStatus get_line(int32_t** lines, uint32_t subband, uint32_t row, uint32_t firstCol, uint32_t lastCol);

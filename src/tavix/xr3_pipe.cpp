@@ -91,8 +91,14 @@ PipeSeg::PipeSeg(uint16_t numBands, uint32_t position, PipeSeg* source, int32_t 
       m_lineStride(paddedLength(m_bufferLength)),
       m_lines(size_t(m_lineStride) * NumLines * numBands),
       m_fetched(numBands),
+      m_lowFetched(numBands),
+      m_highFetched(numBands),
       m_sourceRows(numBands),
       m_nextPair(rows.firstPair) {
+    if (zeroDetail) {
+        m_zeros.assign(size_t(columns.high.size()), 0);
+        m_zeroRows.assign(numBands, m_zeros.data());
+    }
     for (int l = 0; l < NumLines; ++l) {
         m_linePtr[l].resize(numBands);
         for (uint16_t b = 0; b < numBands; ++b)
@@ -104,53 +110,73 @@ void PipeSeg::zeroLine(Line target) {
     for (uint16_t b = 0; b < m_numBands; ++b) std::fill_n(line(target, b), m_lineStride, 0);
 }
 
-QVStatus PipeSeg::fetchBand(uint32_t band, uint32_t row, const PipeSpan& span, Line target, int64_t k,
+QVStatus PipeSeg::fetchBand(uint32_t band, uint32_t row, const PipeSpan& span, std::vector<int32_t*>& lines,
                             DecodeBase& base) {
     if (span.size() == 0) return 0;
-    if (QVStatus status = base.get_line(m_fetched.data(), band, row, uint32_t(span.first), uint32_t(span.last)))
-        return status;
-    const int64_t count = span.size();
-    for (uint16_t b = 0; b < m_numBands; ++b) {
-        int32_t* to = line(target, b) + k;
-        const int32_t* from = m_fetched[b];
-        for (int64_t i = 0; i < count; ++i) to[2 * i] = from[i];
+    return base.get_line(lines.data(), band, row, uint32_t(span.first), uint32_t(span.last));
+}
+
+namespace {
+
+// to[2i] = first[i] and to[2i + 1] = second[i]: whole pairs first, which
+// vectorise, then the one sample by which the counts may differ.
+void interleaveRow(int32_t* __restrict to, const int32_t* first, int64_t firstCount, const int32_t* second,
+                   int64_t secondCount) {
+    const int64_t pairs = std::min(firstCount, secondCount);
+    for (int64_t i = 0; i < pairs; ++i) {
+        to[2 * i] = first[i];
+        to[2 * i + 1] = second[i];
     }
-    return 0;
+    for (int64_t i = pairs; i < firstCount; ++i) to[2 * i] = first[i];
+    for (int64_t i = pairs; i < secondCount; ++i) to[2 * i + 1] = second[i];
+}
+
+}  // namespace
+
+// The low span lands on the columns of the low-horizontal band and the high
+// span on the others; the two alternate, starting one column apart.
+void PipeSeg::interleave(Line target, const int32_t* const* low, const int32_t* const* high) {
+    const PipeSpan& lowSpan = m_columns.low;
+    const PipeSpan& highSpan = m_columns.high;
+    const int64_t lowK = 2 * lowSpan.first - m_columns.bufferStart;
+    const int64_t highK = 2 * highSpan.first + 1 - m_columns.bufferStart;
+    const bool lowFirst = lowK < highK;
+    for (uint16_t b = 0; b < m_numBands; ++b) {
+        int32_t* to = line(target, b) + std::min(lowK, highK);
+        if (lowFirst)
+            interleaveRow(to, low[b], lowSpan.size(), high[b], highSpan.size());
+        else
+            interleaveRow(to, high[b], highSpan.size(), low[b], lowSpan.size());
+    }
 }
 
 QVStatus PipeSeg::FillMuster(uint32_t i, Line target, DecodeBase& base) {
     const PipeSpan& low = m_columns.low;
-    const int64_t lowK = 2 * low.first - m_columns.bufferStart;
     // The low-low input: the coarser stage's row, or subband 0.
+    const int32_t* const* lowRows = m_sourceRows.data();
     if (m_source) {
         if (QVStatus status = m_source->getRow(i, m_sourceRows.data(), base)) return status;
-        const int64_t count = low.size();
-        for (uint16_t b = 0; b < m_numBands; ++b) {
-            int32_t* to = line(target, b) + lowK;
-            const int32_t* from = m_sourceRows[b];
-            for (int64_t x = 0; x < count; ++x) to[2 * x] = from[x];
-        }
-    } else if (QVStatus status = fetchBand(0, i, low, target, lowK, base)) {
-        return status;
+    } else {
+        if (QVStatus status = fetchBand(0, i, low, m_lowFetched, base)) return status;
+        lowRows = m_lowFetched.data();
     }
-    if (m_overflowBand >= 0 && low.size() > 0) {
-        if (QVStatus status = base.get_line(m_fetched.data(), uint32_t(m_overflowBand), i, uint32_t(low.first),
-                                            uint32_t(low.last)))
-            return status;
-        const int64_t count = base.isZeroLine(m_fetched[0]) ? 0 : low.size();
-        for (uint16_t b = 0; b < m_numBands; ++b) {
-            int32_t* to = line(target, b) + lowK;
-            const int32_t* from = m_fetched[b];
-            for (int64_t x = 0; x < count; ++x) to[2 * x] = xr3WrapAdd(to[2 * x], from[x]);
-        }
+    const bool addOverflow = m_overflowBand >= 0 && low.size() > 0;
+    if (addOverflow)
+        if (QVStatus status = fetchBand(uint32_t(m_overflowBand), i, low, m_fetched, base)) return status;
+    const int32_t* const* highRows = m_zeroRows.data();
+    if (!m_zeroDetail) {
+        if (QVStatus status = fetchBand(m_position - 2, i, m_columns.high, m_highFetched, base)) return status;
+        highRows = m_highFetched.data();
     }
-    const int64_t highK = 2 * m_columns.high.first + 1 - m_columns.bufferStart;
-    if (m_zeroDetail) {
-        for (uint16_t b = 0; b < m_numBands; ++b)
-            for (int64_t x = 0; x < m_columns.high.size(); ++x) line(target, b)[highK + 2 * x] = 0;
-        return 0;
+    interleave(target, lowRows, highRows);
+    if (!addOverflow || base.isZeroLine(m_fetched[0])) return 0;
+    const int64_t lowK = 2 * low.first - m_columns.bufferStart;
+    for (uint16_t b = 0; b < m_numBands; ++b) {
+        int32_t* to = line(target, b) + lowK;
+        const int32_t* from = m_fetched[b];
+        for (int64_t x = 0; x < low.size(); ++x) to[2 * x] = xr3WrapAdd(to[2 * x], from[x]);
     }
-    return fetchBand(m_position - 2, i, m_columns.high, target, highK, base);
+    return 0;
 }
 
 QVStatus PipeSeg::CopySB3n4(uint32_t i, Line target, DecodeBase& base) {
@@ -158,11 +184,10 @@ QVStatus PipeSeg::CopySB3n4(uint32_t i, Line target, DecodeBase& base) {
         zeroLine(target);
         return 0;
     }
-    if (QVStatus status = fetchBand(m_position - 1, i, m_columns.low, target,
-                                    2 * m_columns.low.first - m_columns.bufferStart, base))
-        return status;
-    return fetchBand(m_position, i, m_columns.high, target, 2 * m_columns.high.first + 1 - m_columns.bufferStart,
-                     base);
+    if (QVStatus status = fetchBand(m_position - 1, i, m_columns.low, m_lowFetched, base)) return status;
+    if (QVStatus status = fetchBand(m_position, i, m_columns.high, m_highFetched, base)) return status;
+    interleave(target, m_lowFetched.data(), m_highFetched.data());
+    return 0;
 }
 
 void PipeSeg::liftEvenRows(Line even, const int32_t* const* highBefore, const int32_t* const* highAfter) {

@@ -92,9 +92,13 @@ private:
     // places, at even and odd columns), copied out of the row cache since
     // that is replaced at the next subblock row.
     QVStatus CopySB3n4(uint32_t i, Line target, DecodeBase& base);
-    // Copies `band` row `row` over `span` to every second sample of target from k.
-    QVStatus fetchBand(uint32_t band, uint32_t row, const PipeSpan& span, Line target, int64_t k,
+    // Points lines at `band` row `row` over `span`; nothing for an empty span.
+    // Lines of one row stay valid while the stage fetches the other bands of that row.
+    QVStatus fetchBand(uint32_t band, uint32_t row, const PipeSpan& span, std::vector<int32_t*>& lines,
                        DecodeBase& base);
+    // Writes the low-horizontal and high-horizontal input rows of every band
+    // to their alternate columns of `target`.
+    void interleave(Line target, const int32_t* const* low, const int32_t* const* high);
     void zeroLine(Line target);
     void liftEvenRows(Line even, const int32_t* const* highBefore, const int32_t* const* highAfter);
     void liftOddRows(Line odd, Line evenBefore, Line evenAfter);
@@ -111,8 +115,12 @@ private:
     int64_t m_lineStride;  // the length rounded up to whole blocks
     std::vector<int32_t> m_lines;
     std::vector<int32_t*> m_linePtr[NumLines];
-    std::vector<int32_t*> m_fetched;        // get_line results
+    std::vector<int32_t*> m_fetched;        // get_line results: the overflow band
+    std::vector<int32_t*> m_lowFetched;     // the band at the low-horizontal place
+    std::vector<int32_t*> m_highFetched;    // the band at the high-horizontal place
     std::vector<const int32_t*> m_sourceRows;
+    std::vector<int32_t> m_zeros;           // the high input of a stage without detail
+    std::vector<const int32_t*> m_zeroRows;
     uint32_t m_nextPair;
     uint32_t m_pairRow = 0;                 // first row of the pair at hand
     uint32_t m_pairCount = 0;               // its rows, 0 before the first
