@@ -1,6 +1,6 @@
 // Helpers shared by the reader tests: files of several images (with empty
 // planes unless told otherwise), hand-made metadata bytes, and a file held
-// in memory with its stream.
+// in memory with its stream, bare or open in the front reader.
 #pragma once
 
 #include <gtest/gtest.h>
