@@ -1,6 +1,6 @@
 // Helpers shared by the reader tests: files of several images (with empty
 // planes unless told otherwise), hand-made metadata bytes, and a file held
-// in memory with its stream.
+// in memory with its stream, bare or open in the front reader.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 
 #include "qv_ioMemStream.h"
 #include "tavix_fixtureWriter.h"
+#include "tavix_imageReader.h"
 #include "tavix_planesetWriter.h"
 #include "xr3_headerPacket.h"
 
@@ -94,6 +95,18 @@ struct MemFile {
     std::unique_ptr<QVIOMemStream> stream;
 
     explicit MemFile(std::vector<uint8_t> fileBytes) : bytes(std::move(fileBytes)), stream(openMemStream(bytes)) {}
+};
+
+// A file in memory open in the front reader, released at the end.
+struct OpenFront {
+    MemFile file;
+    TavixImageReader* reader = TavixImageReader::create();
+
+    explicit OpenFront(std::vector<uint8_t> bytes, TavixMemoryUsage usage = TAVIX_MEMORY_USAGE_DEFAULT)
+        : file(std::move(bytes)) {
+        EXPECT_EQ(0u, reader->initialize(file.stream.get(), nullptr, usage));
+    }
+    ~OpenFront() { reader->release(); }
 };
 
 }  // namespace ReaderTest

@@ -1,9 +1,9 @@
 // A slow, whole-array model of the integer 5/3 wavelet of the format, written
-// from its rules alone for the rule tests: the two rounded divisions, one
-// level of analysis and synthesis with mirrored edges, and the subband
-// layout of a pyramid (LL, then per level overflow, HL, LH, HH). Nothing
-// here comes from the library or from the test-side encoder; the sample
-// grid and the rounded division are shared with the other references.
+// from its rules alone: the two rounded divisions, one level of analysis and
+// synthesis with mirrored edges, and the subband layout of a pyramid (LL,
+// then per level overflow, HL, LH, HH). The rule tests, the wavelet decoder's
+// tests and the reader's decode tests all measure against it. Nothing here
+// comes from the library or from the test-side encoder.
 #pragma once
 
 #include <cstddef>

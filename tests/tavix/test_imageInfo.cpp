@@ -5,7 +5,7 @@
 #include <bit>
 #include <cmath>
 
-#include "tavix_geometryInfo.h"
+#include "tavix_planesetWriter.h"
 #include "xr3_imageInfo.h"
 
 using namespace Orvanetics;
@@ -122,7 +122,7 @@ TEST(ImageInfo, DefaultsAreThoseOfAnUnreadHeader) {
 }
 
 TEST(ImageInfo, SubbandTable) {
-    const XR3ImageInfo info = makeGeometryInfo(1001, 500, 64, 2);
+    const XR3ImageInfo info = TavixFixture::makeImageInfo(1001, 500, 2, 1, 64);
     ASSERT_EQ(info.numSubbands, 9);
     const uint32_t expected[9][2] = {
         {251, 125},                                 // LL
@@ -142,13 +142,13 @@ TEST(ImageInfo, SubbandTable) {
 }
 
 TEST(ImageInfo, OneSampleWideAndNoLevels) {
-    const XR3ImageInfo narrow = makeGeometryInfo(1, 40, 16, 1);
+    const XR3ImageInfo narrow = TavixFixture::makeImageInfo(1, 40, 1, 1, 16);
     EXPECT_EQ(narrow.subbands[2].width, 0u);  // HL
     EXPECT_EQ(narrow.subbands[2].cols, 0);
     EXPECT_EQ(narrow.subbands[4].width, 0u);  // HH
     EXPECT_EQ(narrow.subbands[4].cols, 0);
     EXPECT_EQ(narrow.subbands[3].width, 1u);
-    const XR3ImageInfo flat = makeGeometryInfo(70, 50, 16, 0);
+    const XR3ImageInfo flat = TavixFixture::makeImageInfo(70, 50, 0, 1, 16);
     EXPECT_EQ(flat.numSubbands, 1);
     EXPECT_EQ(flat.numSubblocks, 20u);
 }
@@ -172,7 +172,7 @@ TEST(ImageInfo, SetupRefusals) {
 }
 
 TEST(ImageInfo, SubblockGeometry) {
-    const XR3ImageInfo info = makeGeometryInfo(300, 200, 64, 1);  // subband 3 is 150 x 100
+    const XR3ImageInfo info = TavixFixture::makeImageInfo(300, 200, 1, 1, 64);  // subband 3 is 150 x 100
     EXPECT_EQ(info.getSubblockIndex(3, 1, 2), 3u + 2u);
     uint32_t row, col, w, h;
     info.getSubblockInfo(3, 5, row, col, w, h);
@@ -246,7 +246,7 @@ TEST(ImageInfo, QuantizationValidation) {
 }
 
 TEST(ImageInfo, ProjectSupportToScale) {
-    XR3ImageInfo info = makeGeometryInfo(1000, 600, 64, 4);
+    XR3ImageInfo info = TavixFixture::makeImageInfo(1000, 600, 4, 1, 64);
     QVIGeomRect out;
     ASSERT_EQ(info.projectSupportToScale(0, QVIGeomRect(3, 5, 10, 20), false, out), 0u);
     EXPECT_EQ(out, QVIGeomRect(3, 5, 10, 20));
@@ -276,7 +276,7 @@ TEST(ImageInfo, ProjectSupportToScale) {
 }
 
 TEST(ImageInfo, CroppedOrScaled) {
-    XR3ImageInfo info = makeGeometryInfo(100, 80, 16, 2);
+    XR3ImageInfo info = TavixFixture::makeImageInfo(100, 80, 2, 1, 16);
     info.updateCroppedOrScaled();
     EXPECT_FALSE(info.isCroppedOrScaled);
     info.scale = 1;

@@ -4,10 +4,11 @@
 
 #include <random>
 #include <set>
+#include <tuple>
 #include <utility>
 #include <vector>
 
-#include "tavix_geometryInfo.h"
+#include "tavix_planesetWriter.h"
 #include "xr3_subblockLocator.h"
 
 using namespace Orvanetics;
@@ -151,7 +152,7 @@ TEST(Locator, SupportMatchesBruteForceDependencies) {
         const uint32_t n = 1u << (2 + rng() % 4);  // 4 to 32
         const uint32_t levels = rng() % 6;
         const uint32_t width = 1 + rng() % 300, height = 1 + rng() % 300;
-        const XR3ImageInfo info = makeGeometryInfo(width, height, n, levels);
+        const XR3ImageInfo info = TavixFixture::makeImageInfo(width, height, levels, 1, n);
         const uint32_t scale = rng() % (levels + 1);
         uint32_t w = width, h = height;
         for (uint32_t d = 0; d < scale; ++d) w = (w + 1) / 2, h = (h + 1) / 2;
@@ -167,25 +168,32 @@ TEST(Locator, SupportMatchesBruteForceDependencies) {
     }
 }
 
-TEST(Locator, LevelSupportAtTheEdges) {
+TEST(Locator, LevelSupportAtTheEdgesAndSubbandDirections) {
     int64_t first, last;
     // Touching the right edge of an even size: the high band stops at size - 2.
     XR3SubblockLocator::highBandSupport(6, 9, 10, first, last);
-    EXPECT_EQ(first, 2);
-    EXPECT_EQ(last, 4);
+    EXPECT_EQ((std::pair<int64_t, int64_t>(2, 4)), std::pair(first, last));
     XR3SubblockLocator::lowBandSupport(6, 9, 10, first, last);
-    EXPECT_EQ(first, 3);
-    EXPECT_EQ(last, 4);
+    EXPECT_EQ((std::pair<int64_t, int64_t>(3, 4)), std::pair(first, last));
     // An odd last output reaches the next low and high samples.
     XR3SubblockLocator::lowBandSupport(0, 3, 20, first, last);
     EXPECT_EQ(last, 2);
     XR3SubblockLocator::highBandSupport(0, 3, 20, first, last);
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(last, 2);
+    EXPECT_EQ((std::pair<int64_t, int64_t>(0, 2)), std::pair(first, last));
+
+    // Subband, its level of three and whether it is high across and down.
+    const std::tuple<uint32_t, uint32_t, bool, bool> rows[] = {
+        {0, 3, false, false}, {1, 3, false, false}, {2, 3, true, false}, {7, 2, false, true}, {12, 1, true, true}};
+    for (const auto& [subband, level, highX, highY] : rows) {
+        bool hx = !highX, hy = !highY;
+        EXPECT_EQ(level, XR3SubblockLocator::subbandLevel(subband, 3, hx, hy)) << subband;
+        EXPECT_EQ(highX, hx) << subband;
+        EXPECT_EQ(highY, hy) << subband;
+    }
 }
 
 TEST(Locator, SubbandUseByScale) {
-    const XR3ImageInfo info = makeGeometryInfo(256, 256, 32, 3);
+    const XR3ImageInfo info = TavixFixture::makeImageInfo(256, 256, 3, 1, 32);
     XR3SubblockRectLocator locator(info);
     // Full resolution uses everything.
     ASSERT_EQ(locator.setScene(QVIGeomRect(0, 0, 255, 255), 0, 3), 0u);
@@ -204,7 +212,7 @@ TEST(Locator, SubbandUseByScale) {
 }
 
 TEST(Locator, SetSceneRefusals) {
-    const XR3ImageInfo info = makeGeometryInfo(100, 80, 16, 2);
+    const XR3ImageInfo info = TavixFixture::makeImageInfo(100, 80, 2, 1, 16);
     XR3SubblockRectLocator locator(info);
     EXPECT_EQ(locator.setScene(QVIGeomRect(-1, 0, 10, 10), 0, 2), 2009u);
     EXPECT_EQ(locator.setScene(QVIGeomRect(0, 0, 100, 10), 0, 2), 2009u);
@@ -215,7 +223,7 @@ TEST(Locator, SetSceneRefusals) {
 }
 
 TEST(Locator, CroppedImageMovesTheScene) {
-    XR3ImageInfo info = makeGeometryInfo(200, 200, 16, 3);
+    XR3ImageInfo info = TavixFixture::makeImageInfo(200, 200, 3, 1, 16);
     info.setCropRect(QVIGeomRect(40, 60, 139, 119));
     info.updateCroppedOrScaled();
     ASSERT_TRUE(info.isCroppedOrScaled);
@@ -232,7 +240,7 @@ TEST(Locator, CroppedImageMovesTheScene) {
 }
 
 TEST(Locator, PartialSupport) {
-    const XR3ImageInfo info = makeGeometryInfo(64, 64, 8, 0);
+    const XR3ImageInfo info = TavixFixture::makeImageInfo(64, 64, 0, 1, 8);
     XR3SubblockRectLocator locator(info);
     ASSERT_EQ(locator.setScene(QVIGeomRect(8, 8, 20, 15), 0, 0), 0u);
     EXPECT_TRUE(locator.subblockSupportsScene(0, info.getSubblockIndex(0, 1, 1)));
@@ -240,20 +248,6 @@ TEST(Locator, PartialSupport) {
     EXPECT_TRUE(locator.subblockPartiallySupportsScene(0, info.getSubblockIndex(0, 1, 2)));
     EXPECT_FALSE(locator.subblockSupportsScene(0, info.getSubblockIndex(0, 2, 1)));
     EXPECT_TRUE(locator.subblockSupportsScene(XR3PlaneDesc(0, info.getSubblockIndex(0, 1, 2), 0, 5)));
-}
-
-TEST(Locator, SubbandLevelAndDirections) {
-    bool hx, hy;
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(0, 3, hx, hy), 3u);
-    EXPECT_FALSE(hx || hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(1, 3, hx, hy), 3u);
-    EXPECT_FALSE(hx || hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(2, 3, hx, hy), 3u);
-    EXPECT_TRUE(hx && !hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(7, 3, hx, hy), 2u);
-    EXPECT_TRUE(!hx && hy);
-    EXPECT_EQ(XR3SubblockLocator::subbandLevel(12, 3, hx, hy), 1u);
-    EXPECT_TRUE(hx && hy);
 }
 
 TEST(Projectors, RectsAndSizes) {
@@ -286,7 +280,7 @@ TEST(Projectors, RectsAndSizes) {
 
 TEST(Projectors, SupportForDecode) {
     using namespace XR3Projectors;
-    XR3ImageInfo info = makeGeometryInfo(100, 60, 16, 3);
+    XR3ImageInfo info = TavixFixture::makeImageInfo(100, 60, 3, 1, 16);
     QVIGeomRect out;
     ASSERT_EQ(projectSupportForDecode(QVIGeomRect(10, 10, 29, 19), 0, info, false, out), 0u);
     EXPECT_EQ(out, QVIGeomRect(10, 10, 29, 19));
@@ -310,7 +304,7 @@ TEST(Locator, EditingOperationsFollowTheReadCoefficients) {
         const uint32_t n = 1u << (2 + rng() % 3);  // 4 to 16
         const uint32_t levels = rng() % 4;
         const uint32_t width = 1 + rng() % 90, height = 1 + rng() % 90;
-        const XR3ImageInfo info = makeGeometryInfo(width, height, n, levels);
+        const XR3ImageInfo info = TavixFixture::makeImageInfo(width, height, levels, 1, n);
         const uint32_t scale = rng() % (levels + 1);
         uint32_t w = width, h = height;
         for (uint32_t d = 0; d < scale; ++d) w = (w + 1) / 2, h = (h + 1) / 2;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "tavix_geometryInfo.h"
+#include "tavix_planesetWriter.h"
 #include "xr3_planeData.h"
 
 using namespace Orvanetics;
@@ -41,7 +41,7 @@ TEST(XR3PlaneDesc, CompareOrdersSubbandFirstThenSubblockComponentPlane) {
 }
 
 TEST(XR3PlaneDesc, ValidityIsCheckedAgainstTheImage) {
-    XR3ImageInfo info = makeGeometryInfo(100, 70, 32, 1);
+    XR3ImageInfo info = TavixFixture::makeImageInfo(100, 70, 1, 1, 32);
     info.numBands = 2;
     // Subband 4 (HH) is 50 by 35: 2 rows of 2 subblocks.
     EXPECT_TRUE(XR3PlaneDesc(4, 3, 1, 31).isValid(info));

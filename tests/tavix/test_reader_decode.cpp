@@ -182,9 +182,8 @@ std::vector<Plane> referenceAt(const Subject& s, int32_t reduction) {
 TEST(TavixReaderDecode, LosslessFilesDecodeToTheSourceAndItsLowLowBands) {
     for (const Subject& s : rotatingSubjects()) {
         SCOPED_TRACE(describe(s));
-        MemFile file(s.write());
-        TavixImageReader* reader = TavixImageReader::create();
-        ASSERT_EQ(0u, reader->initialize(file.stream.get()));
+        OpenFront open(s.write());
+        TavixImageReader* reader = open.reader;
         ASSERT_EQ(s.width, reader->getWidth());
         const int32_t numLevels = reader->getNumLevels();
         for (int32_t k = 0; k <= numLevels; ++k) {
@@ -203,7 +202,6 @@ TEST(TavixReaderDecode, LosslessFilesDecodeToTheSourceAndItsLowLowBands) {
                 expectScene(s, reference, *buffer, scene);
             }
         }
-        reader->release();
     }
 }
 
@@ -232,9 +230,8 @@ TEST(TavixReaderDecode, BandOrdersAndSubsets) {
     for (bool yiq : {false, true}) {
         SCOPED_TRACE(yiq ? "yiq" : "rgb");
         const Subject s = rgbSubject(yiq, TavixFileVersion::XR4);
-        MemFile file(s.write());
-        TavixImageReader* reader = TavixImageReader::create();
-        ASSERT_EQ(0u, reader->initialize(file.stream.get()));
+        OpenFront open(s.write());
+        TavixImageReader* reader = open.reader;
         for (int32_t k : {0, 1}) {
             const std::vector<Plane> reference = referenceAt(s, k);
             const QVIScene scene(3, 1, reference[0].width - 5, reference[0].height - 2, QVMath::levelToMag(k));
@@ -247,15 +244,13 @@ TEST(TavixReaderDecode, BandOrdersAndSubsets) {
                 expectScene(s, reference, *buffer, scene);
             }
         }
-        reader->release();
     }
 }
 
 TEST(TavixReaderDecode, XR3RefusesARepeatedBand) {
     const Subject s = rgbSubject(true, TavixFileVersion::XR3);
-    MemFile file(s.write());
-    TavixImageReader* reader = TavixImageReader::create();
-    ASSERT_EQ(0u, reader->initialize(file.stream.get()));
+    OpenFront open(s.write());
+    TavixImageReader* reader = open.reader;
     ASSERT_NE(nullptr, reader->getXR3ImageReader());
     const QVIScene scene(0, 0, 20, 20, 1.0);
     const QVIPixel repeated = selection(*reader, {1, 1});
@@ -265,11 +260,10 @@ TEST(TavixReaderDecode, XR3RefusesARepeatedBand) {
     const QVIPixel swapped = selection(*reader, {2, 0});
     ASSERT_EQ(0u, readScene(*reader, scene, buffer, &swapped));
     expectScene(s, referenceAt(s, 0), *buffer, scene);
-    reader->release();
 
     // The manager can hand the same image to the XR4 reader instead.
     TavixImageStageManager* manager = TavixImageStageManager::create();
-    ASSERT_EQ(0u, manager->initialize(file.stream.get()));
+    ASSERT_EQ(0u, manager->initialize(open.file.stream.get()));
     manager->treatXR3asXR4();
     QVIImageStage* stage = nullptr;
     ASSERT_EQ(0u, manager->createImageStage(0, stage));
@@ -281,9 +275,8 @@ TEST(TavixReaderDecode, XR3RefusesARepeatedBand) {
 
 TEST(TavixReaderDecode, MagnificationsAboveOneSynthesiseWithoutDetail) {
     const Subject s = rgbSubject(true, TavixFileVersion::XR4);
-    MemFile file(s.write());
-    TavixImageReader* reader = TavixImageReader::create();
-    ASSERT_EQ(0u, reader->initialize(file.stream.get()));
+    OpenFront open(s.write());
+    TavixImageReader* reader = open.reader;
     for (int32_t k : {-1, -2}) {
         SCOPED_TRACE(k);
         const std::vector<Plane> reference = referenceAt(s, k);
@@ -306,7 +299,6 @@ TEST(TavixReaderDecode, MagnificationsAboveOneSynthesiseWithoutDetail) {
     EXPECT_EQ(50015u, readScene(*reader, QVIScene(0, 0, 6, 5, 0.75), buffer));
     EXPECT_EQ(50014u, readScene(*reader, QVIScene(36, 0, 6, 5, 1.0), buffer));
     EXPECT_EQ(50014u, readScene(*reader, QVIScene(-1, 0, 6, 5, 1.0), buffer));
-    reader->release();
 }
 
 }  // namespace

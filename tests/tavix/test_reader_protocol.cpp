@@ -42,16 +42,6 @@ struct TallImage {
 };
 
 
-struct OpenFront {
-    MemFile file;
-    TavixImageReader* reader = TavixImageReader::create();
-    explicit OpenFront(std::vector<uint8_t> bytes, TavixMemoryUsage usage = TAVIX_MEMORY_USAGE_DEFAULT)
-        : file(std::move(bytes)) {
-        EXPECT_EQ(0u, reader->initialize(file.stream.get(), nullptr, usage));
-    }
-    ~OpenFront() { reader->release(); }
-};
-
 void expectSource(const QVISceneBuffer& buffer, uint32_t col0, uint32_t row0) {
     uint32_t mismatches = 0;
     for (uint16_t b = 0; b < buffer.getNumBands(); ++b)

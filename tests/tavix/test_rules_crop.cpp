@@ -13,6 +13,7 @@
 
 #include "qv_math.h"
 #include "qvi_sceneBuffer.h"
+#include "reader_testSupport.h"
 #include "rules_reference.h"
 #include "tavix_fixtureWriter.h"
 #include "tavix_imageReader.h"
@@ -229,18 +230,6 @@ void expectGrid(const Grid& want, const Grid& got) {
     EXPECT_EQ(0, mismatches);
 }
 
-// The file of a case over `image`, open in a reader.
-struct OpenedCase {
-    std::vector<uint8_t> bytes;
-    std::unique_ptr<QVIOMemStream> stream;
-    TavixImageReader* reader = TavixImageReader::create();
-
-    OpenedCase(const CropCase& c, const Grid& image) : bytes(writeCropped(c, image)), stream(openMemStream(bytes)) {
-        EXPECT_EQ(0u, reader->initialize(stream.get()));
-    }
-    ~OpenedCase() { reader->release(); }
-};
-
 // Decodes the file of each case at every magnification of its virtual
 // image and at twice its size, whole and its lower right part, against
 // `expected(case, full pyramid, k)`.
@@ -249,7 +238,7 @@ void checkCases(const std::vector<CropCase>& cases, Expected expected) {
     for (const CropCase& c : cases) {
         SCOPED_TRACE(c.what);
         const Grid image = sourceImage(c.width, c.height, uint32_t(c.width * 7 + c.height));
-        OpenedCase opened(c, image);
+        ReaderTest::OpenFront opened(writeCropped(c, image));
         TavixImageReader* reader = opened.reader;
         EXPECT_EQ(uint32_t(c.virtualRect().getWidth()), reader->getWidth());
         EXPECT_EQ(uint32_t(c.virtualRect().getHeight()), reader->getHeight());
@@ -322,7 +311,7 @@ TEST(RulesCrop, DeepLevelCountsDecodeWhileTheLevelHasThreeSamples) {
     for (const CropCase& c : cases) {
         SCOPED_TRACE(c.what);
         const Grid image = sourceImage(c.width, c.height, 5);
-        OpenedCase opened(c, image);
+        ReaderTest::OpenFront opened(writeCropped(c, image));
         TavixImageReader* reader = opened.reader;
         const Pyramid bands = analyse(image, c.levels);
         for (int k = -1; k <= c.levels; ++k) {
@@ -352,7 +341,7 @@ TEST(RulesCrop, DegenerateCropsReadOrFailWithAStatus) {
     for (const CropCase& c : cases) {
         SCOPED_TRACE(c.what);
         const Grid image = sourceImage(c.width, c.height, 9);
-        OpenedCase opened(c, image);
+        ReaderTest::OpenFront opened(writeCropped(c, image));
         TavixImageReader* reader = opened.reader;
         for (int k = -1; k <= c.levels - c.scale; ++k) {
             const double mag = QVMath::levelToMag(k);

@@ -12,7 +12,7 @@
 
 #include "qv_math.h"
 #include "qvi_sceneBuffer.h"
-#include "tavix_fixtureWriter.h"
+#include "reader_testSupport.h"
 #include "tavix_imageReader.h"
 #include "tavix_planesetWriter.h"
 #include "tavix_waveletPyramid.h"
@@ -112,10 +112,8 @@ TEST(RulesSynthesis, HandWorkedCoefficientsGiveHandWorkedPixels) {
     };
     for (const HandCase& c : cases) {
         SCOPED_TRACE(c.what);
-        std::vector<uint8_t> bytes = writeHandFile(c);
-        auto stream = TavixFixture::openMemStream(bytes);
-        TavixImageReader* reader = TavixImageReader::create();
-        ASSERT_EQ(0u, reader->initialize(stream.get()));
+        ReaderTest::OpenFront open(writeHandFile(c));
+        TavixImageReader* reader = open.reader;
         const uint32_t w = uint32_t(c.expected[0].size()), h = uint32_t(c.expected.size());
         uint32_t dimW = 0, dimH = 0;
         ASSERT_EQ(0u, reader->getDimsAtMag(c.mag, dimW, dimH));
@@ -124,7 +122,6 @@ TEST(RulesSynthesis, HandWorkedCoefficientsGiveHandWorkedPixels) {
         expectScene(*reader, QVIScene(0, 0, w, h, c.mag), c.expected);
         for (uint32_t x = 0; x < w; ++x) expectScene(*reader, QVIScene(x, 0, 1, h, c.mag), c.expected);
         for (uint32_t y = 0; y < h; ++y) expectScene(*reader, QVIScene(0, y, w, 1, c.mag), c.expected);
-        reader->release();
     }
 }
 
