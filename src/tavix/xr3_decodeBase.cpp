@@ -62,6 +62,7 @@ void DecodeBase::invalidateCache() {
         entry.bands.clear();
     }
     m_zeroLine = {};
+    m_retiredZeroLines.clear();
     readComponentSet();
 }
 
@@ -69,6 +70,7 @@ uint64_t DecodeBase::getCacheSampleCount() const {
     uint64_t total = 0;
     for (const CacheEntry& entry : m_cache)
         total += entry.storage.size();
+    for (const std::vector<int32_t>& line : m_retiredZeroLines) total += line.size();
     return total + m_zeroLine.size();
 }
 
@@ -178,8 +180,13 @@ uint32_t DecodeBase::LoadList::numSubblocks() const {
 
 QVStatus DecodeBase::prepareZeroLine(uint32_t width) {
     if (m_zeroLine.size() >= width) return 0;
+    // A stage holds the lines of one row of several subbands at once, so a
+    // zero line handed out must outlive a wider one: it retires instead of
+    // being freed. Doubling keeps the retired ones smaller than the current.
     try {
-        m_zeroLine.assign(width, 0);
+        std::vector<int32_t> wider(std::max<size_t>(width, 2 * m_zeroLine.size()), 0);
+        if (!m_zeroLine.empty()) m_retiredZeroLines.push_back(std::move(m_zeroLine));
+        m_zeroLine = std::move(wider);
     } catch (const std::bad_alloc&) {
         return xr3Fail(QVI_STS_Tavix_OutOfMemory);
     }

@@ -147,6 +147,7 @@ private:
     std::unique_ptr<XR3ColorTransformSupport::Transformer> m_transformer;
     std::vector<CacheEntry> m_cache;
     std::vector<int32_t> m_zeroLine;
+    std::vector<std::vector<int32_t>> m_retiredZeroLines;  // narrower ones handed out before
     uint64_t m_loads = 0;
 };
 
