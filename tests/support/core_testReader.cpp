@@ -159,7 +159,7 @@ uint32_t VectorStream::read(uint8_t* buffer, uint32_t count)
     ++reads;
     const size_t available = position < data.size() ? data.size() - position : 0;
     const auto moved = uint32_t(std::min<size_t>(count, available));
-    std::memcpy(buffer, data.data() + position, moved);
+    if (moved > 0) std::memcpy(buffer, data.data() + position, moved);
     position += moved;
     return moved;
 }
@@ -171,7 +171,7 @@ uint32_t VectorStream::write(const uint8_t* buffer, uint32_t count)
     const auto moved = uint32_t(std::min<size_t>(count, room));
     if (data.size() < position + moved)
         data.resize(position + moved);
-    std::memcpy(data.data() + position, buffer, moved);
+    if (moved > 0) std::memcpy(data.data() + position, buffer, moved);
     position += moved;
     return moved;
 }
