@@ -43,9 +43,9 @@ public:
     // Points lines[i] (one per selected band) at column firstCol of `row` of
     // `subband`; the lines are read-only. The pointers stay valid until a
     // get_line asks this subband, or another subband of its level, for a
-    // different row of subblocks, or invalidateCache. 2009 beyond the subband; 2012 without
-    // memory; a failure of the plane store, the entropy decoder or the
-    // interrupt delegate (2007) as it came.
+    // different row of subblocks, or invalidateCache. 2009 beyond the
+    // subband; 2012 without memory; a failure of the plane store, the entropy
+    // decoder or the interrupt delegate (2007) as it came.
     QVStatus get_line(int32_t** lines, uint32_t subband, uint32_t row, uint32_t firstCol, uint32_t lastCol);
 
     // Announces the first row and the columns that the reader will ask of
@@ -92,7 +92,9 @@ private:
         // to the same line.
         std::vector<int32_t> storage;
         std::vector<int32_t*> bands;  // one per selected band, into storage
-        uint32_t expectedRow = kNone;  // announced by expectSpan, in samples
+        // The first row and the columns announced by expectSpan, in subband
+        // coordinates; kNone: nothing announced.
+        uint32_t expectedRow = kNone;
         uint32_t expectedFirstCol = 0;
         uint32_t expectedLastCol = 0;
     };
